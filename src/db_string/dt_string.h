@@ -67,15 +67,13 @@ class dt_string {
     if (on_heap()) return heap_data();
     return words_[1] == 0 ? nullptr : reinterpret_cast<unsigned char const*>(words_);
   }
-  unsigned char* data() noexcept {
-    return const_cast<unsigned char*>(std::as_const(*this).data());
-  }
+  unsigned char* data() noexcept { return const_cast<unsigned char*>(std::as_const(*this).data()); }
 
   // Replaces the content by a copy of n bytes, which may not lie in this string. n = 0 makes the
   // string empty and keeps its buffer.
   void copy(unsigned char const* bytes, unsigned long n);
-  // Replaces the content by n zero bytes, to be written through data(). n = 0 makes the string empty
-  // and keeps its buffer.
+  // Replaces the content by n zero bytes, to be written through data(). n = 0 makes the string
+  // empty and keeps its buffer.
   void reserve(unsigned long n);
 
   // The text. Throws db_exception with the kernel's status.
@@ -102,9 +100,7 @@ class dt_string {
   static constexpr unsigned long heap_size_mask = (1UL << tag_shift) - 1;
 
   bool on_heap() const noexcept { return words_[1] >= heap_tag; }
-  unsigned char* heap_data() const noexcept {
-    return reinterpret_cast<unsigned char*>(words_[0]);
-  }
+  unsigned char* heap_data() const noexcept { return reinterpret_cast<unsigned char*>(words_[0]); }
   void forget() noexcept {
     words_[0] = 0;
     words_[1] = 0;
@@ -127,8 +123,8 @@ class dt_string {
   unsigned long words_[2] = {0, 0};
 };
 
-// The text of `source` in a buffer of the kernel: its units, and their count plus 1. Holds until the
-// next kernel call. Throws db_exception with the kernel's status.
+// The text of `source` in a buffer of the kernel: its units, and their count plus 1. Holds until
+// the next kernel call. Throws db_exception with the kernel's status.
 std::pair<char16_t const*, unsigned long> to_utf16_buffer(unsigned long kernel_context,
                                                           dt_string const& source);
 
@@ -139,8 +135,8 @@ std::size_t hash_value(dt_string const& string);
 
 // The order of two densetexts on their packed bytes, never decoding them: negative, 0 or positive.
 //
-// An operand is its significant payload bits, by its header; one without bytes, or whose header does
-// not end, has none. The common bytes decide; then the operand with fewer bits is the smaller. The
-// magnitude is 1 + the position of the byte that decided (the shorter length where none did).
+// An operand is its significant payload bits, by its header; one without bytes, or whose header
+// does not end, has none. The common bytes decide; then the operand with fewer bits is the smaller.
+// The magnitude is 1 + the position of the byte that decided (the shorter length where none did).
 long DenseText4Compare(unsigned char const* left, unsigned long left_size,
                        unsigned char const* right, unsigned long right_size);

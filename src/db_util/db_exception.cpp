@@ -2,6 +2,8 @@
 
 namespace db_util {
 
-void db_exception::raise(unsigned int error_code) { throw db_exception(error_code); }
+void db_exception::raise(unsigned int error_code) {
+  throw db_exception(error_code);
+}
 
 }  // namespace db_util

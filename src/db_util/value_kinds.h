@@ -29,8 +29,8 @@ struct Binary {
 };
 
 // The place of a class in the class hierarchy, as UTF-16 units. A class's set specifier begins with
-// that of each of its base classes, so an object is an instance of a class exactly when the object's
-// set specifier begins with the class's.
+// that of each of its base classes, so an object is an instance of a class exactly when the
+// object's set specifier begins with the class's.
 struct SetSpecifier {
   std::u16string specifier;
 

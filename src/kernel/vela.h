@@ -1,12 +1,12 @@
-// The database kernel's functions, as the engine calls them. They are defined by whatever kernel the
-// program is linked with (libqdcoredb); nothing here depends on which one that is.
+// The database kernel's functions, as the engine calls them. They are defined by whatever kernel
+// the program is linked with (libqdcoredb); nothing here depends on which one that is.
 //
 // Every function with a status returns 0 for success. Buffers that a function hands out belong to
 // the kernel and hold until the next kernel call with the same context handle: copy them at once.
 //
 // Context handles, iterators and object addresses are opaque words. An object reference goes to the
-// kernel as `oid` and `address` (QD_OBJ_REF's words); the low 16 bits of `address` are the id of the
-// layout through which the caller wants to read the object.
+// kernel as `oid` and `address` (QD_OBJ_REF's words); the low 16 bits of `address` are the id of
+// the layout through which the caller wants to read the object.
 #pragma once
 
 #ifdef __cplusplus
@@ -45,7 +45,7 @@ enum { VELA_STATUS_NULL = 4272 };
 enum {
   VELA_ITERATE_FIRST_INCLUSIVE = 0x10,
   VELA_ITERATE_LAST_INCLUSIVE = 0x20,
-  VELA_ITERATE_CATALOGUE = 0x70,    // Both ends inclusive, on a catalogue index.
+  VELA_ITERATE_CATALOGUE = 0x70,  // Both ends inclusive, on a catalogue index.
   VELA_ITERATE_DESCENDING = 0x80000,
 };
 
@@ -114,8 +114,8 @@ unsigned int vela_convert_ucs2_to_setspecdt(char16_t const* text, bool infinite,
                                             unsigned char* buffer, unsigned long capacity);
 // Units of the text, without the zero unit that is written after them; the second call passes a
 // capacity of that many units and one more. Callers take the absolute value.
-int vela_convert_densetext_to_ucs2(unsigned char const* bytes, unsigned int count,
-                                   char16_t* buffer, unsigned int capacity_units);
+int vela_convert_densetext_to_ucs2(unsigned char const* bytes, unsigned int count, char16_t* buffer,
+                                   unsigned int capacity_units);
 int vela_convert_densetext_to_base_ucs2(unsigned char const* bytes, unsigned int count,
                                         char16_t* buffer, unsigned int capacity_units);
 

@@ -1,9 +1,9 @@
 // Typed handles on the database's catalogue: tables, columns, indexes, index columns.
 //
-// A handle is a reference to a catalogue record and holds no kernel resources. Every property is read
-// anew at each call, through the calling thread's metadata context, so a handle sees the catalogue of
-// that context; only a table's column list is read once, when the Table is built, and shared by its
-// copies. Handles are equal, and ordered, by the oid of their record.
+// A handle is a reference to a catalogue record and holds no kernel resources. Every property is
+// read anew at each call, through the calling thread's metadata context, so a handle sees the
+// catalogue of that context; only a table's column list is read once, when the Table is built, and
+// shared by its copies. Handles are equal, and ordered, by the oid of their record.
 //
 // Errors, unless a function says more: db_util::db_exception with the kernel's status. A property
 // that holds NULL gives the empty string or the null reference where a text or a reference is
@@ -150,8 +150,8 @@ std::ostream& operator<<(std::ostream& stream, Index const& index);
 
 }  // namespace meta_data
 
-// Lookups in the catalogue that the engine owns. Each returns the first reference found, or the null
-// reference.
+// Lookups in the catalogue that the engine owns. Each returns the first reference found, or the
+// null reference.
 namespace metalayer {
 namespace Token {
 QD_OBJ_REF ByNameToken(unsigned long number);

@@ -9,8 +9,8 @@
 
 namespace qd::sql_executor {
 
-// Yields the rows of one enumeration of a node. It owns its child enumerators and the kernel iterators
-// it opened, and may hold references into its node, which must outlive it.
+// Yields the rows of one enumeration of a node. It owns its child enumerators and the kernel
+// iterators it opened, and may hold references into its node, which must outlive it.
 class enumerator {
  public:
   enumerator() = default;
@@ -20,10 +20,10 @@ class enumerator {
   // Returns the next row, or an empty optional at the end of the relation.
   // Row: one value per output column, in plan order; the caller owns it.
   // Requires: the context that the enumerator was made with.
-  // After a normal return `context.bound_data` has its former size. After a throw it is unspecified:
-  // the execution is abandoned and must not continue; destroying the enumerator is always safe.
-  // Throws db_util::db_exception (values and kernel), error_handling::QDException (LIKE escapes),
-  // standard exceptions (faults of the plan, memory).
+  // After a normal return `context.bound_data` has its former size. After a throw it is
+  // unspecified: the execution is abandoned and must not continue; destroying the enumerator is
+  // always safe. Throws db_util::db_exception (values and kernel), error_handling::QDException
+  // (LIKE escapes), standard exceptions (faults of the plan, memory).
   virtual std::optional<std::vector<value>> next(evaluation_context& context) = 0;
 
   virtual ~enumerator() = default;

@@ -8,7 +8,8 @@
 
 namespace qd::sql_executor {
 
-// Produces one row per child row, in the child's order: the values of the expressions, in list order.
+// Produces one row per child row, in the child's order: the values of the expressions, in list
+// order.
 //
 // Buffers nothing. Each expression is evaluated once per child row, with that row bound behind the
 // rows of the enclosing nodes. No errors of its own.

@@ -7,12 +7,12 @@
 
 namespace qd::sql_executor {
 
-// The base of every enumerator of the engine. Each node's logic stands once, in append_next; `next`,
-// the public face, is written here on top of it.
+// The base of every enumerator of the engine. Each node's logic stands once, in append_next;
+// `next`, the public face, is written here on top of it.
 //
 // The row at hand always stands at the end of `bound_data`, behind the rows of the enclosing nodes,
-// which is where the expressions that conversion built look for it. A filter thus advances its child,
-// tests, and cuts back; a projection evaluates and replaces; nobody hands vectors up.
+// which is where the expressions that conversion built look for it. A filter thus advances its
+// child, tests, and cuts back; a projection evaluates and replaces; nobody hands vectors up.
 class row_source : public enumerator {
  public:
   std::optional<std::vector<value>> next(evaluation_context& context) final;
@@ -22,8 +22,8 @@ class row_source : public enumerator {
   virtual bool append_next(evaluation_context& context) = 0;
 };
 
-// The rows of a child, read by appending whatever class the child's enumerator is of: one that is not
-// a row_source (a caller's own node) is adapted through its `next`.
+// The rows of a child, read by appending whatever class the child's enumerator is of: one that is
+// not a row_source (a caller's own node) is adapted through its `next`.
 class row_input {
  public:
   // No rows to read; only reset, assignment and the test for emptiness are allowed.

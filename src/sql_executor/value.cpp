@@ -8,7 +8,9 @@ using db_string::dt_string;
 using operator_library::Binary;
 using operator_library::SetSpecifier;
 
-void bad_value_access::raise() { throw bad_value_access(); }
+void bad_value_access::raise() {
+  throw bad_value_access();
+}
 
 void value::copy_owning(value const& other) {
   if (other.tag_ == detail::index_of<dt_string>) {
@@ -32,8 +34,8 @@ void value::destroy_owning() noexcept {
 
 bool operator==(value const& left, value const& right) {
   if (left.index() != right.index()) return false;
-  return visit(
-      [&right]<typename T>(T const& content) { return content == right.content<T>(); }, left);
+  return visit([&right]<typename T>(T const& content) { return content == right.content<T>(); },
+               left);
 }
 
 std::size_t hash_value(value const& source) {
@@ -51,7 +53,9 @@ std::size_t hash_value(QD_OBJ_REF const& reference) {
 
 namespace operator_library {
 
-std::size_t hash_value(Decimal const& decimal) { return boost::hash<long>()(decimal.scaled); }
+std::size_t hash_value(Decimal const& decimal) {
+  return boost::hash<long>()(decimal.scaled);
+}
 
 std::size_t hash_value(Binary const& binary) {
   return boost::hash_range(binary.bytes.begin(), binary.bytes.end());
@@ -61,6 +65,8 @@ std::size_t hash_value(SetSpecifier const& set_specifier) {
   return boost::hash<std::u16string>()(set_specifier.specifier);
 }
 
-std::size_t hash_value(NullValue) { return 0; }
+std::size_t hash_value(NullValue) {
+  return 0;
+}
 
 }  // namespace operator_library

@@ -72,8 +72,9 @@ inline constexpr unsigned index_of = [] {
 
 // A value of one of eleven kinds, in this order (`index()`): 0 bool, 1 string, 2 unsigned 64-bit,
 // 3 signed 64-bit, 4 Decimal, 5 double, 6 float, 7 Binary, 8 object reference, 9 set specifier,
-// 10 NULL. It has the face of a std::variant: index, get, get_if, holds_alternative, visit (found by
-// argument lookup), equality, and a Boost hash equal to that of a std::variant of the same kinds.
+// 10 NULL. It has the face of a std::variant: index, get, get_if, holds_alternative, visit (found
+// by argument lookup), equality, and a Boost hash equal to that of a std::variant of the same
+// kinds.
 //
 // A default value, and a moved-from one, is the bool false; NULL is always a NullValue, so a row is
 // padded with copies of a NULL value and never by resizing it.
@@ -89,8 +90,8 @@ class value {
   value() noexcept { store_words(0, 0, 0); }
 
   template <typename T>
-    requires detail::is_alternative<std::remove_cvref_t<T>>
-  value(T&& content) {  // NOLINT(google-explicit-constructor): as a variant converts
+  requires detail::is_alternative<std::remove_cvref_t<T>> value(
+      T&& content) {  // NOLINT(google-explicit-constructor): as a variant converts
     construct(std::forward<T>(content));
   }
 
@@ -136,7 +137,8 @@ class value {
   // The content. Throws bad_value_access when the value holds another alternative.
   template <typename T>
   friend T const& get(value const& source) {
-    if (source.tag_ != detail::index_of<T>) [[unlikely]] bad_value_access::raise();
+    if (source.tag_ != detail::index_of<T>) [[unlikely]]
+      bad_value_access::raise();
     return source.template content<T>();
   }
   template <typename T>
@@ -224,7 +226,8 @@ class value {
   }
 
   void destroy() noexcept {
-    if (owns_memory()) [[unlikely]] destroy_owning();
+    if (owns_memory()) [[unlikely]]
+      destroy_owning();
   }
 
   void copy_owning(value const& other);

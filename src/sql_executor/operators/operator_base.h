@@ -17,22 +17,23 @@ class operator_base {
   operator_base(operator_base const&) = delete;
   operator_base& operator=(operator_base const&) = delete;
 
-  // The value of the expression for the rows in scope. Throws db_util::db_exception (7020 an operand
-  // of a kind not accepted, 7041 out of range, 1027 no such conversion, a kernel status unchanged).
+  // The value of the expression for the rows in scope. Throws db_util::db_exception (7020 an
+  // operand of a kind not accepted, 7041 out of range, 1027 no such conversion, a kernel status
+  // unchanged).
   virtual value eval(evaluation_context const& context) const = 0;
 
   virtual ~operator_base() = default;
 
   // The expression as a predicate: true, false, or empty for NULL (unknown). The same as
-  // GetOpt(eval(context)), errors included, but the operators that yield a bool override it and build
-  // no value.
+  // GetOpt(eval(context)), errors included, but the operators that yield a bool override it and
+  // build no value.
   virtual std::optional<bool> test(evaluation_context const& context) const;
 };
 
 using operator_ptr = std::unique_ptr<operator_base const>;
 
-// The truth of a predicate's value: a bool is its own value, NULL is empty (unknown), any other kind
-// raises 7020.
+// The truth of a predicate's value: a bool is its own value, NULL is empty (unknown), any other
+// kind raises 7020.
 std::optional<bool> GetOpt(value const& predicate);
 
 }  // namespace qd::sql_executor::operators
