@@ -1,4 +1,4 @@
-// Marks what libqdcoredb exports; everything else in it is hidden.
+// Marks what the kernel's shared library exports.
 #pragma once
 
 #define QD_COREDB_API __attribute__((visibility("default")))

@@ -39,31 +39,30 @@ struct text_payload {
 // above the payload's size in bits leaves 0 significant bits.
 QD_COREDB_API text_payload payload_of(unsigned char const* densetext, std::size_t size);
 
-// Bytes that the densetext of a text of `units` units needs at most, infinite mark included.
+// Writes the first `capacity` bytes of the densetext of `text` to `out` and returns the size of the
+// whole. When `capacity` exceeds the size, bytes behind it may be overwritten, too.
+QD_COREDB_API std::size_t encode_text(std::u16string_view text, bool infinite, unsigned char* out,
+                                      std::size_t capacity);
+
+// Bytes of the densetext of `text`, in less time than encoding takes.
+QD_COREDB_API std::size_t densetext_size(std::u16string_view text, bool infinite);
+
+// Bytes that the densetext of any text of `units` units needs at most.
 constexpr std::size_t densetext_capacity(std::size_t units) {
   return 1 + (units * 19 + 3 + 7) / 8;
 }
+
+// Writes the first `capacity` units of a densetext to `out` and returns the number of units that it
+// has. The text ends before an infinite mark and before an incomplete code; any bytes decode
+// without a fault. When `capacity` exceeds the number of units, units behind it may be overwritten,
+// too.
+QD_COREDB_API std::size_t decode_text(unsigned char const* densetext, std::size_t size,
+                                      char16_t* out, std::size_t capacity);
 
 // Units that a densetext of `size` bytes holds at most.
 constexpr std::size_t text_capacity(std::size_t size) {
   return size;
 }
-
-// Bytes of the densetext of `text`.
-QD_COREDB_API std::size_t densetext_size(std::u16string_view text, bool infinite);
-
-// Writes the densetext of `text` to `out`, which has room for densetext_capacity(text.size())
-// bytes, and returns its size. Bytes of `out` behind that size may be overwritten.
-QD_COREDB_API std::size_t encode_text(std::u16string_view text, bool infinite, unsigned char* out);
-
-// Writes the units of a densetext to `out`, which has room for text_capacity(size) units, and
-// returns their number. Ends before an infinite mark and before an incomplete code; any bytes
-// decode without a fault. Units of `out` behind the returned number may be overwritten.
-QD_COREDB_API std::size_t decode_text(unsigned char const* densetext, std::size_t size,
-                                      char16_t* out);
-
-// Units that decode_text would write.
-QD_COREDB_API std::size_t decoded_size(unsigned char const* densetext, std::size_t size);
 
 // The same with owned results.
 QD_COREDB_API std::string to_densetext(std::u16string_view text, bool infinite = false);

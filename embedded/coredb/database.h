@@ -1,0 +1,137 @@
+// A database: opening one, and the contexts in which it is read and written.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "coredb/error.h"
+#include "coredb/export.h"
+#include "coredb/field.h"
+#include "coredb/schema.h"
+
+namespace qd::coredb {
+
+class context;
+class snapshot;
+class write_transaction;
+struct database_state;
+struct write_state;
+
+struct open_options {
+  // Creates the database when nothing is there.
+  bool create = true;
+  // Address space reserved for the database, its greatest possible size. It cannot change while the
+  // database is open; it takes no memory and no disk before it is used.
+  std::uint64_t map_bytes = std::uint64_t{32} << 30;
+  // How long begin_write waits for another write transaction, of any process, to end.
+  std::chrono::milliseconds writer_wait{10'000};
+};
+
+// An open database. Snapshots and transactions keep what they need of it alive; opening one path
+// twice in a process is fine. All members may be called from any thread.
+class QD_COREDB_API database {
+ public:
+  // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes. Throws
+  // error: not_a_database, format_version, cannot_open.
+  static std::shared_ptr<database> open(std::filesystem::path const& path,
+                                        open_options const& options = {});
+  // A database of this process alone, removed when the last user of it is gone.
+  static std::shared_ptr<database> open_temporary(open_options const& options = {});
+
+  ~database();
+  database(database const&) = delete;
+  database& operator=(database const&) = delete;
+
+  // Whether this call of open created the database.
+  bool created() const;
+  std::filesystem::path const& path() const;
+
+  // A consistent view of everything committed so far, bound to the calling thread. Throws
+  // error(too_many) when too many contexts are open.
+  std::unique_ptr<snapshot> begin_snapshot();
+  // The one write transaction; waits for the present one to end, then throws error(writer_busy).
+  std::unique_ptr<write_transaction> begin_write();
+
+ private:
+  explicit database(std::shared_ptr<database_state> state, bool created);
+
+  std::shared_ptr<database_state> state_;
+  bool created_;
+};
+
+// A read context. Reads go through the vela_ functions with its handle. Its iterators end with it.
+class QD_COREDB_API snapshot {
+ public:
+  explicit snapshot(std::unique_ptr<context> context);
+  ~snapshot();
+  snapshot(snapshot const&) = delete;
+  snapshot& operator=(snapshot const&) = delete;
+
+  unsigned long handle() const;
+  coredb::schema const& schema() const;
+  // Hands the context to the calling thread. No other thread may be using it.
+  void bind_to_calling_thread();
+
+ private:
+  std::unique_ptr<context> context_;
+};
+
+// The write context. Its own reads, through the vela_ functions with its handle, see its changes.
+// It stays with the thread that began it. An operation that throws anything but unique_violation,
+// bad_object or bad_schema leaves the transaction failed: all that remains is to roll it back.
+class QD_COREDB_API write_transaction {
+ public:
+  explicit write_transaction(std::unique_ptr<context> context);
+  // Rolls back what was not committed.
+  ~write_transaction();
+  write_transaction(write_transaction const&) = delete;
+  write_transaction& operator=(write_transaction const&) = delete;
+
+  unsigned long handle() const;
+  // With this transaction's changes so far; the reference dies with the next change of the schema.
+  coredb::schema const& schema() const;
+
+  // Returns the layout's id.
+  std::uint16_t create_layout(layout_definition const& definition);
+  // Sets what column 2 of the layout's objects reads.
+  void set_class_oid(std::uint16_t layout, std::uint64_t class_oid);
+  // Removes the layout, its objects and the indexes of its class. No layout may derive from it.
+  void drop_layout(std::uint16_t layout);
+  // Returns the index's id; enters the objects that are there already.
+  std::uint64_t create_index(index_definition const& definition);
+  void drop_index(std::uint64_t id);
+
+  // Inserts an object and returns its id. `fields` has one field per column from column 3 on, of
+  // the column's kind. Their bytes are copied.
+  std::uint64_t insert(std::uint16_t layout, std::span<field const> fields);
+  // Sets `count` consecutive object ids aside for objects of the layout and returns the first. An
+  // id that is never used costs nothing.
+  std::uint64_t reserve_oids(std::uint16_t layout, std::uint64_t count);
+  // Inserts an object under an id that reserve_oids set aside in this transaction.
+  void insert_reserved(std::uint64_t oid, std::span<field const> fields);
+  void update(std::uint64_t oid, std::span<field_change const> changes);
+  void erase(std::uint64_t oid);
+  // The layout of an object; empty when there is no such object.
+  std::optional<std::uint16_t> layout_of(std::uint64_t oid) const;
+
+  // Ends the transaction. When commit throws, nothing was committed.
+  void commit();
+  void roll_back() noexcept;
+
+ private:
+  write_state& active() const;
+
+  std::unique_ptr<context> context_;
+};
+
+// Asks a context to stop, from any thread: its next iterator step or read reports status_stopped.
+// Returns false when the handle is of no open context.
+QD_COREDB_API bool request_stop(unsigned long handle) noexcept;
+// Takes the request back, so that the context can be used again.
+QD_COREDB_API bool clear_stop(unsigned long handle) noexcept;
+
+}  // namespace qd::coredb
