@@ -9,7 +9,7 @@ namespace qd::coredb {
 namespace {
 
 static_assert(std::endian::native == std::endian::little,
-              "packing of ASCII runs takes units in ascending bytes of a word");
+              "words are turned to and from big-endian by swapping their bytes");
 
 constexpr unsigned char header_end = 0x80;
 constexpr unsigned infinite_mark_bits = 3;
@@ -33,16 +33,23 @@ std::uint64_t load_word(void const* bytes) {
   return word;
 }
 
-// Four ASCII units, one per 16 bits, to four bytes in the low half, in the same order.
-std::uint64_t pack_ascii(std::uint64_t units) {
-  units = (units | units >> 8) & 0x0000FFFF0000FFFF;
-  return (units | units >> 16) & 0xFFFFFFFF;
+using eight_bytes [[gnu::vector_size(8)]] = unsigned char;
+using eight_units [[gnu::vector_size(16)]] = std::uint16_t;
+
+// Eight ASCII units to eight bytes, the first the most significant.
+std::uint64_t pack_ascii(char16_t const* text) {
+  eight_units units;
+  std::memcpy(&units, text, sizeof units);
+  eight_bytes const bytes = __builtin_convertvector(units, eight_bytes);
+  return __builtin_bswap64(load_word(&bytes));
 }
 
 // The inverse of pack_ascii.
-std::uint64_t unpack_ascii(std::uint64_t bytes) {
-  bytes = (bytes | bytes << 16) & 0x0000FFFF0000FFFF;
-  return (bytes | bytes << 8) & 0x00FF00FF00FF00FF;
+eight_units unpack_ascii(std::uint64_t codes) {
+  codes = __builtin_bswap64(codes);
+  eight_bytes bytes;
+  std::memcpy(&bytes, &codes, sizeof bytes);
+  return __builtin_convertvector(bytes, eight_units);
 }
 
 // Collects codes into bytes; writes what fits and counts all.
@@ -99,9 +106,15 @@ unsigned class_of(char16_t unit) {
 std::uint64_t window_at(text_payload const& payload, std::size_t position) {
   std::size_t const first = position / 8;
   unsigned const shift = position % 8;
-  unsigned char bytes[9] = {};
-  std::memcpy(bytes, payload.data + first, std::min(sizeof bytes, payload.size - first));
-  return __builtin_bswap64(load_word(bytes)) << shift | bytes[8] >> (8 - shift);
+  std::size_t const available = payload.size - first;
+  if (available > 8) {
+    std::uint64_t const word = __builtin_bswap64(load_word(payload.data + first));
+    return word << shift | payload.data[first + 8] >> (8 - shift);
+  }
+  if (available == 8) return __builtin_bswap64(load_word(payload.data + first)) << shift;
+  std::uint64_t word = 0;
+  for (std::size_t i = 0; i < available; ++i) word = word << 8 | payload.data[first + i];
+  return available == 0 ? 0 : word << (64 - 8 * available) << shift;
 }
 
 // Where decoded units go: stores what fits and counts all.
@@ -118,13 +131,12 @@ class unit_writer {
 
   // Appends the first `count` of the eight ASCII codes in `codes`, the most significant first.
   void put_ascii(std::uint64_t codes, unsigned count) {
-    std::uint64_t const bytes = __builtin_bswap64(codes);
-    std::uint64_t const units[2] = {unpack_ascii(bytes & 0xFFFFFFFF), unpack_ascii(bytes >> 32)};
+    eight_units const units = unpack_ascii(codes);
     if (count_ + 8 <= capacity_) {
-      std::memcpy(out_ + count_, units, sizeof units);
+      std::memcpy(out_ + count_, &units, sizeof units);
     } else if (count_ < capacity_) {
       std::size_t const fitting = std::min<std::size_t>(count, capacity_ - count_);
-      std::memcpy(out_ + count_, units, fitting * sizeof(char16_t));
+      std::memcpy(out_ + count_, &units, fitting * sizeof(char16_t));
     }
     count_ += count;
   }
@@ -161,7 +173,7 @@ std::size_t encode_text(std::u16string_view text, bool infinite, unsigned char* 
       std::uint64_t const low = load_word(text.data() + position);
       std::uint64_t const high = load_word(text.data() + position + 4);
       if (((low | high) & beyond_ascii_units) == 0) {
-        writer.put_word(__builtin_bswap64(pack_ascii(low) | pack_ascii(high) << 32));
+        writer.put_word(pack_ascii(text.data() + position));
         position += 8;
         continue;
       }
@@ -189,18 +201,17 @@ std::size_t decode_text(unsigned char const* densetext, std::size_t size, char16
   unit_writer writer(out, capacity);
   std::size_t position = 0;
   for (;;) {
-    // Each round looks at the next 64 bits, of which `left` are significant and still to decode.
+    // Whole windows of ASCII codes, in the fewest steps.
+    while (payload.bits - position >= 64) {
+      std::uint64_t const codes = window_at(payload, position);
+      if (codes & top_bit_of_bytes) break;
+      writer.put_ascii(codes, 8);
+      position += 64;
+    }
+    // Then the next 64 bits, of which `left` are significant and still to decode.
     unsigned left = static_cast<unsigned>(std::min<std::size_t>(payload.bits - position, 64));
     if (left == 0) return writer.count();
-    std::size_t const first = position / 8;
-    unsigned const shift = position % 8;
-    std::uint64_t codes;
-    if (payload.size - first > 8) {
-      codes = __builtin_bswap64(load_word(payload.data + first)) << shift |
-              payload.data[first + 8] >> (8 - shift);
-    } else {
-      codes = window_at(payload, position);
-    }
+    std::uint64_t codes = window_at(payload, position);
     bool const more = payload.bits - position > left;
     unsigned const start = left;
 
