@@ -1,25 +1,13 @@
-// Column kinds and the field values that objects are written with.
+// The field values that objects are written with.
 #pragma once
 
 #include <bit>
 #include <cstdint>
 #include <span>
 
-namespace qd::coredb {
+#include "coredb/column_kind.h"
 
-// The numbers are those that query plans use for column kinds.
-enum class column_kind : std::uint8_t {
-  unsigned_integer = 0,
-  signed_integer = 1,
-  decimal = 2,  // Millionths.
-  single_float = 3,
-  double_float = 4,
-  string = 5,  // Densetext, header included.
-  binary = 6,
-  reference = 7,      // An object id.
-  set_specifier = 8,  // Column 1 only.
-  boolean = 9,
-};
+namespace qd::coredb {
 
 // Every object begins with these columns; a class's own follow.
 inline constexpr unsigned int own_reference_column = 0;

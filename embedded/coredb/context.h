@@ -1,0 +1,95 @@
+// A kernel context: one snapshot or the write transaction, with the iterators open in it and the
+// buffers that it lends. One thread at a time uses it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "coredb/block.h"
+#include "coredb/block_table.h"
+#include "coredb/registry.h"
+#include "coredb/schema.h"
+#include "coredb/status.h"
+#include "coredb/store.h"
+
+namespace qd::coredb {
+
+struct database_state;
+struct write_state;
+class kernel_iterator;
+
+class context {
+ public:
+  context(std::shared_ptr<database_state> database, store_access access,
+          std::chrono::milliseconds writer_wait);
+  ~context();
+  context(context const&) = delete;
+  context& operator=(context const&) = delete;
+
+  unsigned long handle() const { return place_->handle.load(std::memory_order_relaxed); }
+  void bind_to_calling_thread();
+  context_place& place() { return *place_; }
+
+  store_transaction& transaction() { return transaction_; }
+  store_transaction const& transaction() const { return transaction_; }
+  coredb::schema const& schema() const { return *schema_; }
+  void set_schema(std::shared_ptr<coredb::schema const> schema) { schema_ = std::move(schema); }
+  database_state& database() { return *database_; }
+
+  // Null in a snapshot.
+  write_state* writer() const { return writer_.get(); }
+
+  // The image of a block, absent_block when it is not stored. In the write transaction it holds
+  // until the next change.
+  unsigned char const* block(std::uint64_t number) {
+    unsigned char const* const known = blocks_.find(number);
+    return known ? known : read_block(number);
+  }
+  // Brings a record into the processor's cache.
+  void prefetch(std::uint64_t oid, std::uint16_t layout);
+
+  // Opens an iterator; throws error, and sets the status instead for what the caller did wrong.
+  unsigned int open_iterator(std::uint64_t index_id, unsigned int flags, unsigned char const* first,
+                             unsigned char const* last, unsigned long& handle);
+  // Null when there is no such iterator.
+  kernel_iterator* find_iterator(unsigned long handle);
+  void close_iterator(unsigned long handle);
+
+  // `size` bytes, aligned like an int, that stay until the next call.
+  unsigned char* lend(std::size_t size);
+
+ private:
+  unsigned char const* read_block(std::uint64_t number);
+  std::unique_ptr<kernel_iterator> new_iterator(bool extent);
+
+  struct open_place {
+    unsigned long handle = 0;
+    std::unique_ptr<kernel_iterator> iterator;
+  };
+
+  std::shared_ptr<database_state> database_;
+  store_transaction transaction_;
+  std::shared_ptr<coredb::schema const> schema_;
+  block_table blocks_;  // Always empty in the write transaction.
+  std::unique_ptr<write_state> writer_;
+  std::vector<open_place> iterators_;
+  std::vector<std::uint32_t> free_iterators_;
+  std::vector<std::unique_ptr<kernel_iterator>> spare_iterators_;
+  std::vector<std::uint32_t> lent_;
+  context_place* place_ = nullptr;  // Last: once it is set, the context can be found.
+};
+
+// The context of a handle, when the calling thread may read in it now; otherwise null, and `status`
+// says why, status_stopped included.
+inline context* find_context(unsigned long handle, unsigned int& status) {
+  context_place* place = nullptr;
+  context* const found = find_context_place(handle, place, status);
+  if (found && place->stopped.load(std::memory_order_relaxed)) [[unlikely]] {
+    status = status_stopped;
+    return nullptr;
+  }
+  return found;
+}
+
+}  // namespace qd::coredb

@@ -1,0 +1,136 @@
+// The ordered store underneath: five key spaces of byte strings, ordered by memcmp, with snapshots
+// and one write batch at a time. This is all that the kernel asks of a store; lmdb_store.cpp gives
+// it over LMDB.
+//
+// Every function throws coredb::error, or std::bad_alloc. Views of stored bytes have no alignment
+// and hold until the transaction ends or, in the write transaction, until the next change.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+
+struct MDB_cursor;
+struct MDB_env;
+struct MDB_txn;
+
+namespace qd::coredb {
+
+using byte_view = std::span<unsigned char const>;
+
+enum class keyspace : unsigned char {
+  meta,         // By name: format, schema, counters.
+  blocks,       // Block number -> block image.
+  long_values,  // Object id, column -> a value too long for its block.
+  extents,      // Layout, block number -> nothing: the blocks of a class.
+  entries,      // Index prefix, storage key, object id -> index entry.
+};
+inline constexpr std::size_t keyspace_count = 5;
+// No key may be longer.
+inline constexpr std::size_t longest_store_key = 511;
+
+struct store_settings {
+  bool create = true;
+  std::uint64_t map_bytes = 0;
+  bool durable = true;  // A commit waits until the disk has it.
+};
+
+class store {
+ public:
+  store(std::filesystem::path const& path, store_settings const& settings);
+  ~store();
+  store(store const&) = delete;
+  store& operator=(store const&) = delete;
+
+  std::filesystem::path const& path() const { return path_; }
+  bool created() const { return created_; }
+
+ private:
+  friend class store_transaction;
+  friend class store_cursor;
+
+  void open_environment(store_settings const& settings);
+  bool open_keyspaces();
+  void format();
+  void cover_pages();
+  void lock_writer(std::chrono::milliseconds wait);
+  void unlock_writer() noexcept;
+
+  std::filesystem::path path_;
+  MDB_env* environment_ = nullptr;
+  unsigned int keyspaces_[keyspace_count] = {};
+  // Excludes the writers of all processes while it is locked, and dies with its process.
+  int lock_file_ = -1;
+  // The same among the threads of this process.
+  std::atomic_flag writing_ = ATOMIC_FLAG_INIT;
+  bool created_ = false;
+};
+
+enum class store_access { read, write };
+
+// A snapshot, or the write batch. Without a commit a write batch leaves nothing.
+class store_transaction {
+ public:
+  // A write batch waits until no other is open, for `wait` at most: error(writer_busy).
+  store_transaction(store& store, store_access access, std::chrono::milliseconds wait = {});
+  ~store_transaction();
+  store_transaction(store_transaction const&) = delete;
+  store_transaction& operator=(store_transaction const&) = delete;
+
+  store& parent() const { return store_; }
+  // Counts commits: snapshots with equal ids see the same pages.
+  std::uint64_t id() const;
+
+  std::optional<byte_view> get(keyspace space, byte_view key) const;
+
+  void put(keyspace space, byte_view key, byte_view value);
+  // Stores a value of `size` bytes that the caller writes before its next call.
+  unsigned char* reserve(keyspace space, byte_view key, std::size_t size);
+  // Returns false when there is no such key.
+  bool erase(keyspace space, byte_view key);
+
+  // All cursors must be gone. Whether it throws or not, the transaction has ended.
+  void commit();
+
+ private:
+  friend class store;
+  friend class store_cursor;
+
+  void end() noexcept;
+
+  store& store_;
+  MDB_txn* transaction_ = nullptr;
+  store_access access_;
+};
+
+// A position in one key space. It must go before its transaction ends.
+class store_cursor {
+ public:
+  store_cursor(store_transaction const& transaction, keyspace space);
+  ~store_cursor();
+  store_cursor(store_cursor&& other) noexcept;
+  store_cursor& operator=(store_cursor&& other) noexcept;
+
+  // Each returns whether there is such an entry; `key` and `value` are its.
+  bool seek(byte_view key);  // The first at or above `key`.
+  bool seek_last();
+  bool next();
+  bool previous();
+
+  byte_view key() const { return key_; }
+  byte_view value() const { return value_; }
+
+ private:
+  bool move(int operation, byte_view key);
+
+  store* store_;
+  MDB_cursor* cursor_ = nullptr;
+  byte_view key_;
+  byte_view value_;
+};
+
+}  // namespace qd::coredb
