@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "kernel/vela.h"
@@ -127,6 +128,10 @@ class dt_string {
 // the next kernel call. Throws db_exception with the kernel's status.
 std::pair<char16_t const*, unsigned long> to_utf16_buffer(unsigned long kernel_context,
                                                           dt_string const& source);
+
+// The kernel's base form of the text, in a buffer of the kernel that holds until the next kernel
+// call. Throws db_exception with the kernel's status.
+std::u16string_view to_base_utf16_view(unsigned long kernel_context, dt_string const& source);
 
 // Boost's hash of the bytes.
 std::size_t hash_value(dt_string const& string);
