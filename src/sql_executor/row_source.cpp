@@ -16,8 +16,8 @@ row_input::row_input(std::unique_ptr<enumerator> rows)
 bool row_input::append_from_next(evaluation_context& context) {
   std::optional<std::vector<value>> row = rows_->next(context);
   if (!row) return false;
-  context.bound_data.insert(context.bound_data.end(), std::move_iterator(row->begin()),
-                            std::move_iterator(row->end()));
+  context.bound_data.insert(context.bound_data.end(), std::make_move_iterator(row->begin()),
+                            std::make_move_iterator(row->end()));
   return true;
 }
 
@@ -28,7 +28,8 @@ void erase_new_bound(evaluation_context& context, unsigned long size) {
 
 std::vector<value> take_row(evaluation_context& context, unsigned long base) {
   auto const first = context.bound_data.begin() + static_cast<long>(base);
-  std::vector<value> row(std::move_iterator(first), std::move_iterator(context.bound_data.end()));
+  std::vector<value> row(std::make_move_iterator(first),
+                         std::make_move_iterator(context.bound_data.end()));
   context.bound_data.erase(first, context.bound_data.end());
   return row;
 }
