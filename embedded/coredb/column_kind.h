@@ -1,4 +1,4 @@
-// The kinds of columns that the kernel stores, and how one takes part in an index.
+// The kinds of columns that the kernel stores.
 #pragma once
 
 #include <cstdint>
@@ -21,12 +21,5 @@ enum class column_kind : std::uint8_t {
 };
 
 inline constexpr unsigned column_kind_count = 10;
-
-// How one column takes part in the order of an index. NULLs come first in an ascending column and
-// last in a descending one.
-struct key_column {
-  column_kind kind = column_kind::unsigned_integer;
-  bool ascending = true;
-};
 
 }  // namespace qd::coredb

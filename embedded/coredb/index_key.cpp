@@ -81,7 +81,7 @@ class caller_key_reader {
 
   bool at_end() const { return *next_ == caller::key_end; }
 
-  key_status read_field(key_column const& column) {
+  key_status read_field(index_column_definition const& column) {
     std::size_t const start = out_.size();
     key_status const status = read_ascending(column.kind);
     if (status == key_status::good && !column.ascending) invert_from(out_, start);
@@ -246,12 +246,12 @@ void append_word(key_buffer& key, column_kind kind, std::uint64_t word, bool asc
   append_unsigned(key, word, ascending);
 }
 
-key_status decode_bound(unsigned char const* key, std::span<key_column const> columns,
+key_status decode_bound(unsigned char const* key, std::span<index_column_definition const> columns,
                         bound_side side, key_bound& out) {
   out.bytes.clear();
   out.beyond_all = false;
   caller_key_reader reader(key, out.bytes);
-  for (key_column const& column : columns) {
+  for (index_column_definition const& column : columns) {
     if (reader.at_end()) break;
     if (key_status const status = reader.read_field(column); status != key_status::good) {
       return status;

@@ -26,8 +26,8 @@
 #include <memory>
 #include <span>
 
-#include "coredb/column_kind.h"
 #include "coredb/export.h"
+#include "coredb/schema.h"
 
 namespace qd::coredb {
 
@@ -112,7 +112,8 @@ enum class key_status {
 //
 // `key` carries no length. It is read up to and including its 0xC0 byte, never further than its own
 // bytes promise. With a status other than good, `out` is unspecified.
-QD_COREDB_API key_status decode_bound(unsigned char const* key, std::span<key_column const> columns,
+QD_COREDB_API key_status decode_bound(unsigned char const* key,
+                                      std::span<index_column_definition const> columns,
                                       bound_side side, key_bound& out);
 
 // Turns a key into the least byte string above everything that begins with it. `key` is not empty

@@ -59,15 +59,15 @@ class caller_key {
   bytes bytes_;
 };
 
-std::vector<key_column> columns_of(std::initializer_list<column_kind> kinds) {
-  std::vector<key_column> columns;
-  for (column_kind const kind : kinds) columns.push_back({kind, true});
+std::vector<index_column_definition> columns_of(std::initializer_list<column_kind> kinds) {
+  std::vector<index_column_definition> columns;
+  for (column_kind const kind : kinds) columns.push_back({0, kind, true});
   return columns;
 }
 
 // Decodes from an allocation of exactly the key's size, so that a sanitizer sees a byte too many.
-key_status decode(bytes const& key, std::span<key_column const> columns, bound_side side,
-                  key_bound& bound) {
+key_status decode(bytes const& key, std::span<index_column_definition const> columns,
+                  bound_side side, key_bound& bound) {
   auto exact = std::make_unique<unsigned char[]>(key.size());
   std::copy(key.begin(), key.end(), exact.get());
   return decode_bound(exact.get(), columns, side, bound);
@@ -143,7 +143,7 @@ TEST(IndexKey, LiteralBytes) {
   };
   for (row const& row : rows) {
     SCOPED_TRACE(row.name);
-    key_column const column = {row.kind, row.ascending};
+    index_column_definition const column = {0, row.kind, row.ascending};
     key_bound bound;
     ASSERT_EQ(decode(row.key, {&column, 1}, bound_side::before, bound), key_status::good);
     EXPECT_EQ(bytes_of(bound.bytes), row.stored);
@@ -218,7 +218,7 @@ std::partial_ordering order(cell const& left, cell const& right) {
 }
 
 std::partial_ordering order(std::vector<cell> const& left, std::vector<cell> const& right,
-                            std::span<key_column const> columns) {
+                            std::span<index_column_definition const> columns) {
   for (std::size_t i = 0; i < std::min(left.size(), right.size()); ++i) {
     auto const result = order(left[i], right[i]);
     if (result != 0) return columns[i].ascending ? result : 0 <=> result;
@@ -269,7 +269,7 @@ cell random_cell(column_kind kind, std::mt19937_64& random) {
               ~std::uint64_t{0}, std::uint64_t{1} << 63);
 }
 
-void append_stored(key_buffer& key, key_column const& column, cell const& cell) {
+void append_stored(key_buffer& key, index_column_definition const& column, cell const& cell) {
   if (cell.index() == 0) return append_null(key, column.ascending);
   if (auto const* text = std::get_if<std::u16string>(&cell)) {
     std::string const packed = to_densetext(*text);
@@ -318,7 +318,7 @@ void append_to_caller_key(caller_key& key, column_kind kind, cell const& cell) {
 TEST(IndexKey, StoredOrderAndBoundsFollowTheColumns) {
   std::mt19937_64 random(20261122);
   for (int round = 0; round < 400; ++round) {
-    std::vector<key_column> columns(1 + random() % 3);
+    std::vector<index_column_definition> columns(1 + random() % 3);
     bool floating = false;
     for (auto& column : columns) {
       column.kind = static_cast<column_kind>(random() % 10);
