@@ -1,0 +1,266 @@
+// The embedded object database: open one, define classes and indexes, write objects, and bind
+// snapshots to threads so that plans run over them.
+//
+//     auto data = qd::embedded::database::open("people.qdb");
+//     auto write = data.begin_write();
+//     write.define_class({.name = u"hr.Person",
+//                         .columns = {{.name = u"name", .type = column_type::string},
+//                                     {.name = u"boss", .type = column_type::reference,
+//                                      .referenced_class = u"hr.Person"}}});
+//     write.define_index({.name = u"hr.Person.by_name", .class_name = u"hr.Person",
+//                         .columns = {{.name = u"name"}}});
+//     auto const ada = write.insert(u"hr.Person", {{u"name", u"Ada"}});
+//     write.insert(u"hr.Person", {{u"name", u"Bob"}, {u"boss", ada}});
+//     write.commit();
+//
+//     auto snapshot = data.begin_snapshot();
+//     auto binding = snapshot.bind();     // This thread now plans and reads through the snapshot.
+//     evaluation.kernel_context = snapshot.context();
+//
+// Every class has three system columns before its own: 0 the object's own reference, 1 its set
+// specifier, 2 its class's reference; and an index over its objects and those of derived classes in
+// the order of their ids, named after it with ".extent" appended.
+//
+// Errors are embedded::error (dbmetalayer/error.h). Names are UTF-16, compared unit by unit.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dbmetalayer/error.h"
+#include "dbmetalayer/export.h"
+#include "dbmetalayer/value.h"
+#include "kernel/obj_ref.h"
+
+namespace qd::embedded {
+
+struct column_definition {
+  std::u16string name;  // Without dots; unique within the class and its bases.
+  column_type type = column_type::string;
+  bool nullable = true;
+  std::u16string referenced_class = {};  // Of a reference; its full name, or the class's own.
+};
+
+struct class_definition {
+  std::u16string name;       // Full and dotted, such as u"unicode.CodePoint".
+  std::u16string base = {};  // Full name; empty: derived from no class of the user's.
+  std::vector<column_definition> columns = {};  // They follow the base's.
+};
+
+struct index_column {
+  std::u16string
+      name;  // A column of the class; inherited and system columns have their names, too.
+  bool ascending = true;
+};
+
+// Names of the system columns.
+inline constexpr std::u16string_view own_reference_name = u"$self";
+inline constexpr std::u16string_view set_specifier_name = u"$set_specifier";
+inline constexpr std::u16string_view class_reference_name = u"$class";
+
+struct index_definition {
+  std::u16string name;        // Unique among all indexes.
+  std::u16string class_name;  // Objects of derived classes are in the index, too.
+  std::vector<index_column> columns;
+  // Refuses two objects with equal keys; keys with a NULL in them are equal to none.
+  bool unique = false;
+};
+
+struct open_options {
+  bool create = true;  // Create the database when nothing is at the path.
+  // Greatest possible size. Takes address space only, and cannot change while the database is open.
+  std::uint64_t capacity_bytes = std::uint64_t{32} << 30;
+  // How long begin_write waits for the write transaction of another thread or process to end.
+  std::chrono::milliseconds writer_wait{10'000};
+};
+
+// Makes a context the calling thread's: the thread's metadata context, which name lookups and
+// catalogue handles read through, and the owner of the kernel context. Bindings of one thread end
+// in the reverse order of their beginning; the context outlives its binding.
+class QD_EMBEDDED_API thread_binding {
+ public:
+  ~thread_binding();
+  thread_binding(thread_binding&& other) noexcept;
+  thread_binding(thread_binding const&) = delete;
+  thread_binding& operator=(thread_binding const&) = delete;
+
+ private:
+  friend class read_context;
+  struct state;
+  explicit thread_binding(unsigned long context);
+
+  std::unique_ptr<state> state_;
+};
+
+// What snapshots and transactions have in common: a kernel context to read through. One thread uses
+// a context at a time.
+class QD_EMBEDDED_API read_context {
+ public:
+  // The kernel context handle, for an evaluation_context and for the vela_ functions.
+  unsigned long context() const { return context_; }
+
+  [[nodiscard]] virtual thread_binding bind() = 0;
+
+  // Catalogue records by full name, to build meta_data handles from. They throw unknown_name.
+  QD_OBJ_REF class_reference(std::u16string_view class_name) const;
+  QD_OBJ_REF index_reference(std::u16string_view index_name) const;
+  QD_OBJ_REF column_reference(std::u16string_view class_name, std::u16string_view column) const;
+  bool has_class(std::u16string_view class_name) const;
+  bool has_index(std::u16string_view index_name) const;
+  // Full names of the user's classes, in the order of their definition.
+  std::vector<std::u16string> class_names() const;
+
+  // From any thread: the next iterator step or column read of this context reports that it was
+  // stopped, until clear_stop.
+  void request_stop() const noexcept;
+  void clear_stop() const noexcept;
+
+  read_context(read_context const&) = delete;
+  read_context& operator=(read_context const&) = delete;
+
+ protected:
+  explicit read_context(unsigned long context) : context_(context) {}
+  read_context(read_context&& other) noexcept = default;
+  virtual ~read_context() = default;
+
+  // Makes the calling thread the owner of the kernel context.
+  thread_binding bind_context() const { return thread_binding(context_); }
+
+  unsigned long context_;
+};
+
+// The same with nothing but the handle, which need not be open any more: false when it is not.
+QD_EMBEDDED_API bool request_stop(unsigned long context) noexcept;
+QD_EMBEDDED_API bool clear_stop(unsigned long context) noexcept;
+
+// Everything committed when it began, and nothing later: objects, classes and indexes.
+class QD_EMBEDDED_API snapshot final : public read_context {
+ public:
+  ~snapshot() override;
+  snapshot(snapshot&& other) noexcept;
+
+  // Hands the snapshot to the calling thread, and binds it there. No other thread may use it.
+  [[nodiscard]] thread_binding bind() override;
+
+ private:
+  friend class database;
+  struct state;
+  explicit snapshot(std::unique_ptr<state> state);
+
+  std::unique_ptr<state> state_;
+};
+
+class inserter;
+
+// The one write transaction. It sees its own changes and stays with the thread that began it. When
+// it is destroyed without a commit, it is rolled back.
+class QD_EMBEDDED_API transaction final : public read_context {
+ public:
+  ~transaction() override;
+  transaction(transaction&& other) noexcept;
+
+  [[nodiscard]] thread_binding bind() override;
+
+  void define_class(class_definition const& definition);
+  // Classes that refer to one another; bases stand before the classes derived from them.
+  void define_classes(std::span<class_definition const> definitions);
+  // Enters the objects that are there already.
+  void define_index(index_definition const& definition);
+  // With all its objects and indexes. Refused while a class derives from it, or another class has
+  // a column that refers to it.
+  void drop_class(std::u16string_view class_name);
+  // Refused for an extent.
+  void drop_index(std::u16string_view index_name);
+
+  // Columns that are not listed are NULL.
+  object_id insert(std::u16string_view class_name, std::span<column_value const> columns);
+  object_id insert(std::u16string_view class_name, std::initializer_list<column_value> columns);
+  // Inserts many objects of a class, each given as values in the order of `columns`; without names,
+  // all columns of the class, inherited ones first.
+  inserter prepare_insert(std::u16string_view class_name,
+                          std::span<std::u16string_view const> columns);
+  inserter prepare_insert(std::u16string_view class_name,
+                          std::initializer_list<std::u16string_view> columns = {});
+
+  // Sets `count` consecutive ids aside for objects of the class and returns the first, so that
+  // objects can be referred to before they are inserted. A reference to an id that stays unused
+  // reads as NULL.
+  object_id reserve_oids(std::u16string_view class_name, std::uint64_t count);
+
+  void update(object_id object, std::span<column_value const> columns);
+  void update(object_id object, std::initializer_list<column_value> columns);
+  // References to the object read as NULL from then on.
+  void erase(object_id object);
+
+  // Ends the transaction. When commit throws, nothing was committed.
+  void commit();
+  void roll_back() noexcept;
+
+ private:
+  friend class database;
+  friend class inserter;
+  struct state;
+  explicit transaction(std::unique_ptr<state> state);
+
+  std::unique_ptr<state> state_;
+};
+
+// Inserts objects of one class as fast as the storage takes them. Ends with its transaction, and
+// with a change of its class.
+class QD_EMBEDDED_API inserter {
+ public:
+  ~inserter();
+  inserter(inserter&& other) noexcept;
+  inserter& operator=(inserter&& other) noexcept;
+
+  // `row` has one value per prepared column.
+  object_id insert(std::span<value const> row);
+  object_id insert(std::initializer_list<value> row);
+  // Under an id that reserve_oids set aside for the class in this transaction.
+  void insert_reserved(object_id object, std::span<value const> row);
+  void insert_reserved(object_id object, std::initializer_list<value> row);
+
+ private:
+  friend class transaction;
+  struct state;
+  explicit inserter(std::unique_ptr<state> state);
+
+  std::unique_ptr<state> state_;
+};
+
+// An open database. Copies share it; it closes with the last of them and of what they began. All
+// members may be called from any thread.
+class QD_EMBEDDED_API database {
+ public:
+  // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes.
+  static database open(std::filesystem::path const& path, open_options const& options = {});
+  // A database of this process alone, removed when it closes.
+  static database open_temporary(open_options const& options = {});
+
+  database(database const& other);
+  database& operator=(database const& other);
+  ~database();
+
+  // Whether opening created the database.
+  bool created() const;
+  std::filesystem::path const& path() const;
+
+  snapshot begin_snapshot();
+  // Waits for another write transaction to end, up to open_options::writer_wait.
+  transaction begin_write();
+
+ private:
+  struct state;
+  explicit database(std::shared_ptr<state> state);
+
+  std::shared_ptr<state> state_;
+};
+
+}  // namespace qd::embedded

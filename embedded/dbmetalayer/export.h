@@ -1,0 +1,4 @@
+// Marks what libqddbmetalayer exports; everything else in it is hidden.
+#pragma once
+
+#define QD_EMBEDDED_API __attribute__((visibility("default")))
