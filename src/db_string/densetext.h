@@ -1,6 +1,8 @@
 // The one part of the densetext encoding that the engine reads: the header in front of the text.
 #pragma once
 
+#include <cstring>
+
 namespace db_string {
 
 // The text of a densetext, without its header.
@@ -41,6 +43,18 @@ inline densetext_payload read_densetext(unsigned char const* bytes, unsigned lon
             unused_bits < payload_bits ? payload_bits - unused_bits : 0};
   }
   return {bytes + size, 0, 0};
+}
+
+// Whether `text` begins with the bits of `prefix`. The encoding is prefix-free, so that this is so
+// exactly when the one text begins with the other.
+inline bool starts_with(densetext_payload const& text, densetext_payload const& prefix) noexcept {
+  if (text.significant_bits < prefix.significant_bits) return false;
+  unsigned long const whole_bytes = prefix.significant_bits / 8;
+  if (std::memcmp(text.bytes, prefix.bytes, whole_bytes) != 0) return false;
+  unsigned long const rest_bits = prefix.significant_bits % 8;
+  if (rest_bits == 0) return true;
+  unsigned const differing_bits = text.bytes[whole_bytes] ^ prefix.bytes[whole_bytes];
+  return differing_bits >> (8 - rest_bits) == 0;
 }
 
 }  // namespace db_string

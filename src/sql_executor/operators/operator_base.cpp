@@ -1,7 +1,6 @@
 #include "sql_executor/operators/operator_base.h"
 
-#include "db_util/db_exception.h"
-#include "error_handling/error_codes.h"
+#include "sql_executor/operators/typed_operand.h"
 
 namespace qd::sql_executor::operators {
 
@@ -10,9 +9,9 @@ std::optional<bool> operator_base::test(evaluation_context const& context) const
 }
 
 std::optional<bool> GetOpt(value const& predicate) {
-  if (bool const* const truth = get_if<bool>(&predicate)) return *truth;
-  if (predicate.is_null()) return std::nullopt;
-  db_util::db_exception::raise(error_handling::wrong_operand_kind);
+  bool const* const truth = content_or_null<bool>(predicate);
+  if (truth == nullptr) return std::nullopt;
+  return *truth;
 }
 
 }  // namespace qd::sql_executor::operators
