@@ -5,43 +5,10 @@
 #include "db_util/db_exception.h"
 #include "db_util/key_writer.h"
 #include "kernel/vela.h"
-#include "sql_executor/row_source.h"
+#include "sql_executor/scan_enumerator.h"
 #include "sql_executor/scan_interval.h"
 
 namespace qd::sql_executor {
-
-class scan_enumerator final : public row_source {
- public:
-  scan_enumerator(scan const& node, evaluation_context const& context);
-  ~scan_enumerator() override {
-    // A stopped or failed execution ends here too: there is nobody to report a status to.
-    vela_iterator_free(iterator);
-  }
-
-  bool append_next(evaluation_context& context) override {
-    VELA_RECORD record;
-    db_util::db_exception::check(vela_iterator_next(iterator, &record));
-    if (record.oid == 0) return false;
-    context.bound_data.emplace_back(QD_OBJ_REF{record.oid, record.address << 16 | record.layout});
-    return true;
-  }
-
-  // The keys of the range that the node's bounds give now.
-  static KernelKeys build_kernel_keys(scan const& node, evaluation_context const& context);
-
- private:
-  struct inclusion {
-    bool first;
-    bool last;
-  };
-
-  // Writes both keys of the range and returns which of its ends are in it.
-  template <typename Buffer>
-  static inclusion write_keys(scan const& node, evaluation_context const& context,
-                              db_util::KeyWriter<Buffer>& first, db_util::KeyWriter<Buffer>& last);
-
-  unsigned long iterator;  // The kernel's iterator; owned, open as long as the enumerator.
-};
 
 namespace {
 
@@ -142,6 +109,19 @@ scan_enumerator::scan_enumerator(scan const& node, evaluation_context const& con
   if (ends.last) flags |= VELA_ITERATE_LAST_INCLUSIVE;
   db_util::db_exception::check(vela_context_create_iterator(context.kernel_context, node.index_id,
                                                             flags, first, last, &iterator));
+}
+
+scan_enumerator::~scan_enumerator() {
+  // A stopped or failed execution ends here too: there is nobody to report a status to.
+  vela_iterator_free(iterator);
+}
+
+bool scan_enumerator::append_next(evaluation_context& context) {
+  VELA_RECORD record;
+  db_util::db_exception::check(vela_iterator_next(iterator, &record));
+  if (record.oid == 0) return false;
+  context.bound_data.emplace_back(QD_OBJ_REF{record.oid, record.address << 16 | record.layout});
+  return true;
 }
 
 scan::scan(unsigned long index, std::vector<index_column_info>&& columns,

@@ -61,13 +61,4 @@ class scan : public node {
   bool ascending;
 };
 
-// The ends of a scan's range, in the kernel's key format: `first` stands at the start of the index
-// order, `last` at its end.
-struct KernelKeys {
-  std::vector<unsigned char> first;
-  bool first_inclusive;
-  std::vector<unsigned char> last;
-  bool last_inclusive;
-};
-
 }  // namespace qd::sql_executor
