@@ -94,12 +94,12 @@ struct Scan {
 
   // The conditions on one index column.
   struct ColBounds {
-    std::set<Bound> equal;             // column = value
-    std::set<Bound> less;              // column < value
-    std::set<Bound> less_or_equal;     // column <= value
-    std::set<Bound> greater;           // column > value
-    std::set<Bound> greater_or_equal;  // column >= value
-    std::set<Bound> starts_with;       // column begins with value
+    std::set<Bound> equal = {};             // column = value
+    std::set<Bound> less = {};              // column < value
+    std::set<Bound> less_or_equal = {};     // column <= value
+    std::set<Bound> greater = {};           // column > value
+    std::set<Bound> greater_or_equal = {};  // column >= value
+    std::set<Bound> starts_with = {};       // column begins with value
   };
 
   TableVariable table_variable;
