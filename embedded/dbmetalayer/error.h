@@ -24,6 +24,7 @@ enum class error_kind {
   unknown_object,   // No object has this id.
   duplicate,        // A unique index has the same key already.
   bad_transaction,  // The transaction has ended, has failed, or belongs to another thread.
+  stopped,          // The context was asked to stop.
   limit,            // More contexts, classes or indexes than can be numbered.
 };
 
