@@ -25,13 +25,11 @@ meta_data::Column find_column(meta_data::Table const& table, std::u16string_view
 }  // namespace
 
 TableVariable table(std::u16string_view full_name, std::int32_t occurrence) {
-  // The catalogue takes the parts of a name from the last to the first.
   std::vector<std::u16string> parts;
-  for (std::u16string_view rest = full_name;;) {
-    std::u16string_view const last = last_part(rest);
-    parts.emplace_back(last);
-    if (last.size() == rest.size()) break;
-    rest.remove_suffix(last.size() + 1);
+  for (std::size_t begin = 0; begin <= full_name.size();) {
+    std::size_t const end = std::min(full_name.find(u'.', begin), full_name.size());
+    parts.emplace_back(full_name.substr(begin, end - begin));
+    begin = end + 1;
   }
   shared_classes::Position const place{occurrence, 1};
   return {meta_data::Table::IdentifyTable(parts, error_handling::invalid_location), {place, place}};
