@@ -70,7 +70,7 @@ bool is_block(std::span<unsigned char const> image, std::uint64_t number, schema
 // A record in a block image, of the block's own layout.
 struct record_view {
   unsigned char const* image;
-  layout const* layout;
+  coredb::layout const* layout;
   std::uint64_t oid;
 
   unsigned char const* record() const {
@@ -115,8 +115,9 @@ class block_editor {
   std::size_t memory() const { return image_.capacity(); }
 
   // Starts an object: all its fields are NULL.
-  void add(unsigned int record);
-  void remove(unsigned int record, layout const& layout);
+  void add(unsigned int record, layout const& layout);
+  // Ends an object, whose strings and binaries must be NULL by now.
+  void remove(unsigned int record);
   // Sets a stored column. A value longer than longest_block_value only leaves its size here.
   void set(unsigned int record, unsigned int column, field const& value, layout const& layout);
 

@@ -49,12 +49,19 @@ class context {
   // Brings a record into the processor's cache.
   void prefetch(std::uint64_t oid, std::uint16_t layout);
 
-  // Opens an iterator; throws error, and sets the status instead for what the caller did wrong.
+  // Opens an iterator. Returns a status for what the caller did wrong, and throws what the store
+  // does.
   unsigned int open_iterator(std::uint64_t index_id, unsigned int flags, unsigned char const* first,
                              unsigned char const* last, unsigned long& handle);
   // Null when there is no such iterator.
   kernel_iterator* find_iterator(unsigned long handle);
-  void close_iterator(unsigned long handle);
+  // Returns false when there is no such iterator.
+  bool close_iterator(unsigned long handle) noexcept;
+  // Closes all iterators, because the indexes that they walk are about to change.
+  void forget_iterators() noexcept;
+
+  // Closes all iterators for good, before a commit.
+  void close_cursors() noexcept;
 
   // `size` bytes, aligned like an int, that stay until the next call.
   unsigned char* lend(std::size_t size);
@@ -66,6 +73,7 @@ class context {
   struct open_place {
     unsigned long handle = 0;
     std::unique_ptr<kernel_iterator> iterator;
+    bool extent = false;
   };
 
   std::shared_ptr<database_state> database_;
@@ -75,7 +83,8 @@ class context {
   std::unique_ptr<write_state> writer_;
   std::vector<open_place> iterators_;
   std::vector<std::uint32_t> free_iterators_;
-  std::vector<std::unique_ptr<kernel_iterator>> spare_iterators_;
+  // Closed iterators, to be used again: over entries, over extents.
+  std::vector<std::unique_ptr<kernel_iterator>> spare_iterators_[2];
   std::vector<std::uint32_t> lent_;
   context_place* place_ = nullptr;  // Last: once it is set, the context can be found.
 };

@@ -57,10 +57,12 @@ class QD_COREDB_API database {
   std::unique_ptr<write_transaction> begin_write();
 
  private:
-  explicit database(std::shared_ptr<database_state> state, bool created);
+  database(std::shared_ptr<database_state> state, bool created,
+           std::chrono::milliseconds writer_wait);
 
   std::shared_ptr<database_state> state_;
   bool created_;
+  std::chrono::milliseconds writer_wait_;
 };
 
 // A read context. Reads go through the vela_ functions with its handle. Its iterators end with it.

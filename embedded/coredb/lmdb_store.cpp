@@ -14,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "coredb/byte_order.h"
 #include "coredb/error.h"
 #include "coredb/store.h"
 
@@ -22,6 +23,7 @@ namespace {
 
 constexpr char const* keyspace_names[keyspace_count] = {"meta", "blocks", "long", "extents",
                                                         "entries"};
+constexpr unsigned char format_name[] = {'f', 'o', 'r', 'm', 'a', 't'};
 constexpr unsigned int most_readers = 1024;
 // How long a process waits for another that is writing while it makes an empty file a database.
 constexpr std::chrono::milliseconds format_wait{10'000};
@@ -97,8 +99,9 @@ store::store(std::filesystem::path const& path, store_settings const& settings) 
     cover_pages();
     if (!open_keyspaces()) {
       if (!settings.create) refuse(error_kind::not_a_database, path_, "an empty file");
-      format();
+      format(settings.format);
     }
+    check_format(settings.format);
   } catch (...) {
     if (environment_) mdb_env_close(environment_);
     if (lock_file_ >= 0) ::close(lock_file_);
@@ -168,14 +171,37 @@ bool store::open_keyspaces() {
   return true;
 }
 
-void store::format() {
+void store::format(std::uint64_t number) {
   store_transaction transaction(*this, store_access::write, format_wait);
   for (std::size_t i = 0; i < keyspace_count; ++i) {
     check(mdb_dbi_open(transaction.transaction_, keyspace_names[i], MDB_CREATE, &keyspaces_[i]),
           path_, "create its key spaces");
   }
+  // Another process may have been faster.
+  created_ = !stored_format(transaction);
+  if (created_) {
+    unsigned char bytes[sizeof number];
+    put_big_endian(bytes, number);
+    transaction.put(keyspace::meta, format_name, bytes);
+  }
   transaction.commit();
-  created_ = true;
+}
+
+void store::check_format(std::uint64_t number) {
+  store_transaction const transaction(*this, store_access::read);
+  std::optional<std::uint64_t> const stored = stored_format(transaction);
+  if (!stored) refuse(error_kind::not_a_database, path_, "a file of another program");
+  if (*stored != number) {
+    refuse(error_kind::format_version, path_,
+           "its format is " + std::to_string(*stored) + "; this library reads and writes format " +
+               std::to_string(number));
+  }
+}
+
+std::optional<std::uint64_t> store::stored_format(store_transaction const& transaction) const {
+  std::optional<byte_view> const bytes = transaction.get(keyspace::meta, format_name);
+  if (!bytes || bytes->size() != sizeof(std::uint64_t)) return std::nullopt;
+  return get_big_endian(bytes->data());
 }
 
 // LMDB itself waits for the present writer without an end, so writers pass this lock first. Nothing

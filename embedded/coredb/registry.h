@@ -55,4 +55,21 @@ inline context* find_context_place(unsigned long handle, context_place*& place,
   return candidate.object;
 }
 
+// The context that an iterator handle is of, when the calling thread may use it. The iterator
+// itself may still be unknown.
+inline context* find_iterator_context(unsigned long iterator, context_place*& place,
+                                      unsigned int& status) {
+  context_place& candidate = context_places[place_of_handle(iterator)];
+  if (candidate.handle.load(std::memory_order_acquire) == 0) {
+    status = status_bad_iterator;
+    return nullptr;
+  }
+  if (candidate.owner.load(std::memory_order_relaxed) != &thread_mark) {
+    status = status_wrong_thread;
+    return nullptr;
+  }
+  place = &candidate;
+  return candidate.object;
+}
+
 }  // namespace qd::coredb

@@ -216,6 +216,10 @@ std::vector<unsigned char> schema::encode() const {
   return out.take();
 }
 
+std::uint64_t schema::stored_version(std::span<unsigned char const> bytes) {
+  return bytes.size() < 8 ? 0 : get_big_endian(bytes.data());
+}
+
 std::shared_ptr<schema const> schema::decode(std::span<unsigned char const> bytes) {
   reader in(bytes);
   std::uint64_t const version = in.number();

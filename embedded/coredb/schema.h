@@ -89,6 +89,8 @@ class QD_COREDB_API schema {
 
   // The stored form.
   std::vector<unsigned char> encode() const;
+  // The version in the stored form; 0 when it has none.
+  static std::uint64_t stored_version(std::span<unsigned char const> bytes);
   // Throws error(storage) when the bytes are damaged.
   static std::shared_ptr<schema const> decode(std::span<unsigned char const> bytes);
 

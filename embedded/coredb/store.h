@@ -36,8 +36,12 @@ inline constexpr std::size_t longest_store_key = 511;
 struct store_settings {
   bool create = true;
   std::uint64_t map_bytes = 0;
+  // The number of the format that a new database gets and an existing one must have.
+  std::uint64_t format = 0;
   bool durable = true;  // A commit waits until the disk has it.
 };
+
+class store_transaction;
 
 class store {
  public:
@@ -55,7 +59,9 @@ class store {
 
   void open_environment(store_settings const& settings);
   bool open_keyspaces();
-  void format();
+  void format(std::uint64_t number);
+  void check_format(std::uint64_t number);
+  std::optional<std::uint64_t> stored_format(store_transaction const& transaction) const;
   void cover_pages();
   void lock_writer(std::chrono::milliseconds wait);
   void unlock_writer() noexcept;

@@ -1,0 +1,192 @@
+#include "coredb/database.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "coredb/context.h"
+#include "coredb/database_state.h"
+#include "coredb/write_state.h"
+
+namespace qd::coredb {
+namespace {
+
+// The number of the stored format; another one is another format.
+constexpr std::uint64_t format_number = 1;
+// Snapshots that end leave their block tables to later ones, so many at most.
+constexpr std::size_t most_spare_tables = 8;
+
+// One process must not open a file twice (closing one would drop the other's file locks), so open
+// databases are found here by their file. A state that is closing stays in the list, expired.
+struct open_list {
+  std::mutex mutex;
+  std::condition_variable state_left;
+  std::map<std::pair<dev_t, ino_t>, std::weak_ptr<database_state>> states;
+};
+
+open_list& all_open() {
+  static open_list list;
+  return list;
+}
+
+store_settings settings_for(open_options const& options, bool durable) {
+  return {options.create, options.map_bytes, format_number, durable};
+}
+
+byte_view name(std::string_view text) {
+  return {reinterpret_cast<unsigned char const*>(text.data()), text.size()};
+}
+
+}  // namespace
+
+byte_view schema_name() {
+  return name("schema");
+}
+byte_view counters_name() {
+  return name("counters");
+}
+
+open_registration::open_registration(dev_t device, ino_t inode, std::weak_ptr<database_state> state)
+    : file_(device, inode) {
+  all_open().states[file_] = std::move(state);
+}
+
+open_registration::~open_registration() {
+  open_list& list = all_open();
+  std::lock_guard const lock(list.mutex);
+  list.states.erase(file_);
+  list.state_left.notify_all();
+}
+
+std::shared_ptr<schema const> database_state::read_schema(store_transaction const& transaction) {
+  std::optional<byte_view> const stored = transaction.get(keyspace::meta, schema_name());
+  std::uint64_t const version = stored ? schema::stored_version(*stored) : 0;
+  {
+    std::lock_guard const lock(mutex_);
+    if (schema_ && schema_->version() == version) return schema_;
+  }
+  std::shared_ptr<schema const> read =
+      stored ? schema::decode(*stored)
+             : std::make_shared<schema const>(0, std::vector<layout_definition>{},
+                                              std::vector<index_definition>{});
+  std::lock_guard const lock(mutex_);
+  schema_ = read;
+  return read;
+}
+
+block_table database_state::take_table(std::uint64_t snapshot_id) {
+  block_table table;
+  {
+    std::lock_guard const lock(mutex_);
+    auto found = spare_tables_.begin();
+    while (found != spare_tables_.end() && found->snapshot_id() != snapshot_id) ++found;
+    if (found == spare_tables_.end() && !spare_tables_.empty()) found = spare_tables_.end() - 1;
+    if (found != spare_tables_.end()) {
+      table = std::move(*found);
+      spare_tables_.erase(found);
+    }
+  }
+  table.begin(snapshot_id);
+  return table;
+}
+
+void database_state::give_table_back(block_table&& table) noexcept {
+  std::lock_guard const lock(mutex_);
+  if (spare_tables_.size() < spare_tables_.capacity()) spare_tables_.push_back(std::move(table));
+}
+
+database_state::database_state(std::filesystem::path const& path, store_settings const& settings)
+    : storage(path, settings) {
+  spare_tables_.reserve(most_spare_tables);
+}
+
+database::database(std::shared_ptr<database_state> state, bool created,
+                   std::chrono::milliseconds writer_wait)
+    : state_(std::move(state)), created_(created), writer_wait_(writer_wait) {}
+
+database::~database() = default;
+
+std::shared_ptr<database> database::open(std::filesystem::path const& path,
+                                         open_options const& options) {
+  open_list& list = all_open();
+  std::unique_lock lock(list.mutex);
+  std::shared_ptr<database_state> state;
+  bool created = false;
+  struct stat status {};
+  while (!state && stat(path.c_str(), &status) == 0) {
+    auto const known = list.states.find({status.st_dev, status.st_ino});
+    if (known == list.states.end()) break;
+    state = known->second.lock();
+    if (!state) list.state_left.wait(lock);
+  }
+  if (!state) {
+    state = std::make_shared<database_state>(path, settings_for(options, true));
+    created = state->storage.created();
+    if (stat(path.c_str(), &status) != 0) {
+      throw error(error_kind::cannot_open,
+                  "database \"" + path.string() + "\": " + std::strerror(errno));
+    }
+    state->registration.emplace(status.st_dev, status.st_ino, state);
+  }
+  // A state that leaves the list takes the lock itself.
+  lock.unlock();
+  return std::shared_ptr<database>(new database(std::move(state), created, options.writer_wait));
+}
+
+std::shared_ptr<database> database::open_temporary(open_options const& options) {
+  std::string directory = (std::filesystem::temp_directory_path() / "database-XXXXXX").string();
+  if (!mkdtemp(directory.data())) {
+    throw error(error_kind::cannot_open,
+                "temporary database \"" + directory + "\": " + std::strerror(errno));
+  }
+  // The files go at once, so that nothing is left even of a process that is killed; the system
+  // keeps them for as long as they are open.
+  struct directory_remover {
+    std::string const& directory;
+    ~directory_remover() {
+      std::error_code ignored_in_a_temporary_directory;
+      std::filesystem::remove_all(directory, ignored_in_a_temporary_directory);
+    }
+  } const remover{directory};
+  auto state = std::make_shared<database_state>(std::filesystem::path(directory) / "data",
+                                                settings_for(options, false));
+  return std::shared_ptr<database>(new database(std::move(state), true, options.writer_wait));
+}
+
+bool database::created() const {
+  return created_;
+}
+
+std::filesystem::path const& database::path() const {
+  return state_->storage.path();
+}
+
+std::unique_ptr<snapshot> database::begin_snapshot() {
+  return std::make_unique<snapshot>(
+      std::make_unique<context>(state_, store_access::read, std::chrono::milliseconds{}));
+}
+
+std::unique_ptr<write_transaction> database::begin_write() {
+  return std::make_unique<write_transaction>(
+      std::make_unique<context>(state_, store_access::write, writer_wait_));
+}
+
+snapshot::snapshot(std::unique_ptr<context> context) : context_(std::move(context)) {}
+snapshot::~snapshot() = default;
+unsigned long snapshot::handle() const {
+  return context_->handle();
+}
+schema const& snapshot::schema() const {
+  return context_->schema();
+}
+void snapshot::bind_to_calling_thread() {
+  context_->bind_to_calling_thread();
+}
+
+}  // namespace qd::coredb

@@ -1,0 +1,56 @@
+// What all users of one open database file share.
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "coredb/block_table.h"
+#include "coredb/schema.h"
+#include "coredb/store.h"
+
+namespace qd::coredb {
+
+struct database_state;
+
+// A file's entry in the process's list of open databases, for as long as the file is open.
+class open_registration {
+ public:
+  // The list's lock must be held.
+  open_registration(dev_t device, ino_t inode, std::weak_ptr<database_state> state);
+  ~open_registration();
+  open_registration(open_registration const&) = delete;
+  open_registration& operator=(open_registration const&) = delete;
+
+ private:
+  std::pair<dev_t, ino_t> file_;
+};
+
+struct database_state {
+  database_state(std::filesystem::path const& path, store_settings const& settings);
+
+  // Before `storage`, so that the file is closed when it leaves the list.
+  std::optional<open_registration> registration;
+  store storage;
+
+  // The schema that a transaction sees, decoded only when it is another than the last one.
+  std::shared_ptr<schema const> read_schema(store_transaction const& transaction);
+  // A table for a snapshot, with the blocks that an earlier one of the same pages found.
+  block_table take_table(std::uint64_t snapshot_id);
+  void give_table_back(block_table&& table) noexcept;
+
+ private:
+  std::mutex mutex_;
+  std::shared_ptr<schema const> schema_;  // The last one read; null before.
+  std::vector<block_table> spare_tables_;
+};
+
+// Names in keyspace::meta.
+byte_view schema_name();
+byte_view counters_name();
+
+}  // namespace qd::coredb

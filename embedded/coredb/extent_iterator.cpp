@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <bit>
+
+#include "coredb/iterator.h"
+#include "coredb/write_state.h"
+
+namespace qd::coredb {
+namespace {
+
+constexpr std::uint64_t greatest_oid = ~std::uint64_t{0};
+
+// The least object id whose key lies at or above a bound; false when there is none.
+bool least_oid_at(key_bound const& bound, std::uint64_t& oid) {
+  oid = 0;
+  if (bound.beyond_all) return false;
+  if (bound.bytes.empty()) return true;
+  key_buffer least;
+  append_unsigned(least, 0, true);
+  unsigned char const marker = least.data()[0];
+  unsigned char const* const bytes = bound.bytes.data();
+  if (bytes[0] != marker) return bytes[0] < marker;
+  // A bound may be shorter than a key: what it lacks counts as zero.
+  unsigned char padded[sizeof oid] = {};
+  std::copy_n(bytes + 1, std::min(bound.bytes.size() - 1, sizeof oid), padded);
+  oid = get_big_endian(padded);
+  return true;
+}
+
+// The records of a block whose object ids lie in [first, last].
+std::uint64_t records_between(std::uint64_t block, std::uint64_t first, std::uint64_t last) {
+  if (block_of(first) > block || block_of(last) < block) return 0;
+  std::uint64_t records = ~std::uint64_t{0};
+  if (block_of(first) == block) records &= ~std::uint64_t{0} << record_of(first);
+  if (block_of(last) == block) {
+    records &= ~std::uint64_t{0} >> (records_per_block - 1 - record_of(last));
+  }
+  return records;
+}
+
+}  // namespace
+
+void extent_iterator::start(index const& index, key_range const& range, bool descending) {
+  descending_ = descending;
+  block_ = 0;
+  std::uint64_t end = 0;
+  bool const has_low = least_oid_at(range.low, first_);
+  bool const has_high = least_oid_at(range.high, end);
+  last_ = has_high ? end - 1 : greatest_oid;
+  // Id 0 is no object, so a range that ends at it is empty.
+  ended_ = !has_low || (has_high && end <= first_);
+  heads_.clear();
+  for (std::uint16_t const layout : index.covered) heads_.push_back({layout, 0});
+  if (!cursor_) cursor_.emplace(context_.transaction(), keyspace::extents);
+  if (!ended_) load_heads(block_of(descending_ ? last_ : first_));
+}
+
+void extent_iterator::next(VELA_RECORD& record) {
+  while (!ended_) {
+    if (block_ != 0 && emit_from_block(record)) return;
+    block_ = 0;
+    ended_ = !find_block();
+  }
+  record = {};
+}
+
+bool extent_iterator::emit_from_block(VELA_RECORD& record) {
+  unsigned char const* const image = context_.block(block_);
+  std::uint64_t const left = block_live(image) & records_between(block_, first_, last_);
+  if (left == 0) return false;
+  unsigned int const number =
+      static_cast<unsigned int>(descending_ ? 63 - std::countl_zero(left) : std::countr_zero(left));
+  record = {oid_of(block_, number), block_, block_layout(image)};
+  if (descending_) {
+    last_ = record.oid - 1;
+  } else {
+    first_ = record.oid + 1;
+  }
+  return true;
+}
+
+// Goes to the next block of any of the layouts.
+bool extent_iterator::find_block() {
+  if (first_ > last_) return false;
+  if (write_state const* const writer = context_.writer();
+      writer && writer->changes != changes_seen_) {
+    load_heads(block_of(descending_ ? last_ : first_));
+  }
+  head* best = nullptr;
+  for (head& each : heads_) {
+    if (each.number == 0) continue;
+    if (!best || (descending_ ? each.number > best->number : each.number < best->number)) {
+      best = &each;
+    }
+  }
+  if (!best) return false;
+  block_ = best->number;
+  load_head(*best, descending_ ? block_ - 1 : block_ + 1);
+  return descending_ ? block_ >= block_of(first_) : block_ <= block_of(last_);
+}
+
+void extent_iterator::load_heads(std::uint64_t from) {
+  if (context_.writer()) changes_seen_ = context_.writer()->changes;
+  for (head& each : heads_) load_head(each, from);
+}
+
+// Finds the layout's first block at or after `from` in the direction of the walk.
+void extent_iterator::load_head(head& head, std::uint64_t from) {
+  extent_key const wanted(head.layout, from);
+  bool found = cursor_->seek(wanted.view());
+  if (descending_ && !(found && compare_bytes(cursor_->key(), wanted.view()) == 0)) {
+    found = found ? cursor_->previous() : cursor_->seek_last();
+  }
+  head.number = found ? extent_key::block_of(cursor_->key(), head.layout) : 0;
+}
+
+}  // namespace qd::coredb

@@ -1,0 +1,370 @@
+#include "coredb/object_writer.h"
+
+#include <algorithm>
+#include <string>
+
+#include "coredb/error.h"
+
+namespace qd::coredb {
+namespace {
+
+// Blocks held in memory are handed to the store once they take this much.
+constexpr std::size_t most_dirty_bytes = std::size_t{64} << 20;
+constexpr std::size_t longest_value = 0xFFFFFFF0;
+
+[[noreturn]] void refuse(std::string const& text) {
+  throw error(error_kind::bad_object, text);
+}
+
+std::string object_name(std::uint64_t oid) {
+  return "object " + std::to_string(oid);
+}
+
+void check_field(layout const& layout, unsigned int column, field const& value) {
+  std::string problem;
+  if (value.kind != layout.kinds[column]) {
+    problem = "is of kind " + std::to_string(static_cast<int>(layout.kinds[column])) +
+              ", the value of kind " + std::to_string(static_cast<int>(value.kind));
+  } else if (value.bytes.size() > longest_value) {
+    problem = "cannot hold " + std::to_string(value.bytes.size()) + " bytes";
+  } else {
+    return;
+  }
+  refuse("layout " + std::to_string(layout.definition.id) + ": column " + std::to_string(column) +
+         " " + problem);
+}
+
+// The reference to no object is NULL.
+field normal(field value) {
+  if (value.kind == column_kind::reference && value.word == 0) value.null = true;
+  return value;
+}
+
+bool is_null_in_key(index const& index, auto const& field_of) {
+  return std::any_of(index.definition.columns.begin(), index.definition.columns.end(),
+                     [&](auto const& column) { return field_of(column.column).null; });
+}
+
+}  // namespace
+
+layout const& object_writer::find_layout(std::uint16_t id) const {
+  layout const* const found = context_.schema().find_layout(id);
+  if (!found) refuse("layout " + std::to_string(id) + " does not exist");
+  return *found;
+}
+
+record_view object_writer::find_record(std::uint64_t oid) const {
+  unsigned char const* const image = context_.block(block_of(oid));
+  if (!block_has(image, record_of(oid))) refuse(object_name(oid) + " does not exist");
+  return {image, &find_layout(block_layout(image)), oid};
+}
+
+std::uint64_t& object_writer::next_oid(std::uint16_t layout) {
+  auto const known = state_.next_oid.find(layout);
+  if (known != state_.next_oid.end()) return known->second;
+  std::optional<byte_view> const stored =
+      context_.transaction().get(keyspace::meta, next_oid_key(layout).view());
+  std::uint64_t oid = 0;
+  if (stored && stored->size() == sizeof oid) oid = get<std::uint64_t>(stored->data());
+  return state_.next_oid.emplace(layout, oid).first->second;
+}
+
+void object_writer::check_insert(layout const& layout, std::span<field const> fields) const {
+  std::size_t const wanted = layout.kinds.size() - system_column_count;
+  if (fields.size() != wanted) {
+    refuse("layout " + std::to_string(layout.definition.id) + " takes " + std::to_string(wanted) +
+           " fields, not " + std::to_string(fields.size()));
+  }
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    check_field(layout, static_cast<unsigned int>(i + system_column_count), fields[i]);
+  }
+}
+
+std::uint64_t object_writer::insert(std::uint16_t layout_id, std::span<field const> fields) {
+  layout const& layout = find_layout(layout_id);
+  check_insert(layout, fields);
+  std::uint64_t& next = next_oid(layout_id);
+  bool const begins_block = next == 0;
+  std::uint64_t const oid = begins_block ? oid_of(state_.next_block, 0) : next;
+  insert_at(oid, layout, fields);
+  if (begins_block) ++state_.next_block;
+  next = record_of(oid + 1) == 0 ? 0 : oid + 1;
+  return oid;
+}
+
+std::uint64_t object_writer::reserve(std::uint16_t layout_id, std::uint64_t count) {
+  find_layout(layout_id);
+  if (count == 0 || count > std::uint64_t{1} << 40) {
+    refuse("cannot reserve " + std::to_string(count) + " object ids");
+  }
+  std::uint64_t const first = oid_of(state_.next_block, 0);
+  state_.reserved.emplace(first, reserved_run{first + count, layout_id});
+  state_.next_block += (count + records_per_block - 1) / records_per_block;
+  return first;
+}
+
+void object_writer::insert_reserved(std::uint64_t oid, std::span<field const> fields) {
+  auto const behind = state_.reserved.upper_bound(oid);
+  if (behind == state_.reserved.begin() || oid >= std::prev(behind)->second.end) {
+    refuse(object_name(oid) + " was not reserved in this transaction");
+  }
+  layout const& layout = find_layout(std::prev(behind)->second.layout);
+  check_insert(layout, fields);
+  if (block_has(context_.block(block_of(oid)), record_of(oid))) {
+    refuse(object_name(oid) + " exists already");
+  }
+  insert_at(oid, layout, fields);
+}
+
+void object_writer::insert_at(std::uint64_t oid, layout const& layout,
+                              std::span<field const> fields) {
+  record_view const system_record{absent_block, &layout, oid};
+  auto const field_of = [&](unsigned int column) {
+    return column < system_column_count ? read_field(system_record, column, context_.transaction())
+                                        : normal(fields[column - system_column_count]);
+  };
+  if (state_.keys.size() < layout.indexes.size()) state_.keys.resize(layout.indexes.size());
+  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+    index const& index = *layout.indexes[i];
+    state_.keys[i].clear();
+    append_storage_key(state_.keys[i], index, field_of);
+    if (index.definition.unique && !is_null_in_key(index, field_of)) {
+      refuse_equal_key(index, state_.keys[i], oid);
+    }
+  }
+  change_scope scope(state_);
+  dirty_block& block = edit(block_of(oid), layout);
+  block.editor.add(record_of(oid), layout);
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    field const value = normal(fields[i]);
+    if (value.null) continue;
+    set_field(block, oid, static_cast<unsigned int>(i + system_column_count), value, layout);
+  }
+  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+    put_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+  }
+  flush_when_large();
+  scope.done();
+}
+
+void object_writer::update(std::uint64_t oid, std::span<field_change const> changes) {
+  record_view const record = find_record(oid);
+  layout const& layout = *record.layout;
+  for (field_change const& change : changes) {
+    if (change.column < system_column_count || change.column >= layout.kinds.size()) {
+      refuse(object_name(oid) + ": column " + std::to_string(change.column) +
+             (change.column < system_column_count ? " never changes" : " does not exist"));
+    }
+    check_field(layout, change.column, change.value);
+  }
+  auto const old_field_of = [&](unsigned int column) {
+    return read_field(record, column, context_.transaction());
+  };
+  auto const field_of = [&](unsigned int column) {
+    for (std::size_t i = changes.size(); i-- > 0;) {
+      if (changes[i].column == column) return normal(changes[i].value);
+    }
+    return old_field_of(column);
+  };
+  std::size_t const count = layout.indexes.size();
+  if (state_.keys.size() < count) state_.keys.resize(count);
+  if (state_.old_keys.size() < count) state_.old_keys.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    index const& index = *layout.indexes[i];
+    state_.keys[i].clear();
+    state_.old_keys[i].clear();
+    append_storage_key(state_.keys[i], index, field_of);
+    append_storage_key(state_.old_keys[i], index, old_field_of);
+    bool const same = compare_bytes(state_.keys[i].bytes(), state_.old_keys[i].bytes()) == 0;
+    if (!same && index.definition.unique && !is_null_in_key(index, field_of)) {
+      refuse_equal_key(index, state_.keys[i], oid);
+    }
+  }
+  change_scope scope(state_);
+  dirty_block& block = edit(block_of(oid), layout);
+  for (field_change const& change : changes) {
+    set_field(block, oid, change.column, normal(change.value), layout);
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    if (compare_bytes(state_.keys[i].bytes(), state_.old_keys[i].bytes()) == 0) continue;
+    erase_entry(*layout.indexes[i], state_.old_keys[i], oid, layout.definition.id);
+    put_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+  }
+  flush_when_large();
+  scope.done();
+}
+
+void object_writer::erase(std::uint64_t oid) {
+  record_view const record = find_record(oid);
+  layout const& layout = *record.layout;
+  if (state_.keys.size() < layout.indexes.size()) state_.keys.resize(layout.indexes.size());
+  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+    state_.keys[i].clear();
+    append_storage_key(state_.keys[i], *layout.indexes[i], [&](unsigned int column) {
+      return read_field(record, column, context_.transaction());
+    });
+  }
+  change_scope scope(state_);
+  dirty_block& block = edit(block_of(oid), layout);
+  for (std::size_t column = system_column_count; column < layout.kinds.size(); ++column) {
+    if (!has_bytes(layout.kinds[column])) continue;
+    field const nothing = field::of_null(layout.kinds[column]);
+    set_field(block, oid, static_cast<unsigned int>(column), nothing, layout);
+  }
+  block.editor.remove(record_of(oid));
+  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+    erase_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+  }
+  flush_when_large();
+  scope.done();
+}
+
+// The block in memory, taken from the store when it is not there yet.
+dirty_block& object_writer::edit(std::uint64_t number, layout const& layout) {
+  auto const known = state_.dirty.find(number);
+  if (known != state_.dirty.end()) return known->second;
+  unsigned char const* const stored = context_.block(number);
+  std::uint16_t const id = layout.definition.id;
+  dirty_block block = stored == absent_block ? dirty_block{block_editor(number, layout), id}
+                                             : dirty_block{block_editor(stored, layout), id};
+  if (stored == absent_block) {
+    context_.transaction().put(keyspace::extents, extent_key(id, number).view(), {});
+  }
+  state_.dirty_bytes += block.editor.memory();
+  return state_.dirty.emplace(number, std::move(block)).first->second;
+}
+
+// Sets a column, and keeps a value that is too long for the block outside of it.
+void object_writer::set_field(dirty_block& block, std::uint64_t oid, unsigned int column,
+                              field const& value, layout const& layout) {
+  unsigned int const stored = column - system_column_count;
+  if (has_bytes(layout.kinds[column])) {
+    long_value_key const key(oid, column);
+    record_view const record{block.editor.image(), &layout, oid};
+    bool const was_long = !record.is_null(stored) && place_of(record.slot(stored)).is_long();
+    bool const is_long = !value.null && value.bytes.size() > longest_block_value;
+    if (is_long) {
+      context_.transaction().put(keyspace::long_values, key.view(), value.bytes);
+    } else if (was_long) {
+      context_.transaction().erase(keyspace::long_values, key.view());
+    }
+    if (!is_long) state_.dirty_bytes += value.bytes.size();
+  }
+  block.editor.set(record_of(oid), stored, value, layout);
+}
+
+void object_writer::put_entry(index const& index, key_buffer const& key, std::uint64_t oid,
+                              std::uint16_t layout) {
+  stored_entry const entry(index, key.bytes(), oid, layout);
+  context_.transaction().put(keyspace::entries, entry.key(), entry.value());
+}
+
+void object_writer::erase_entry(index const& index, key_buffer const& key, std::uint64_t oid,
+                                std::uint16_t layout) {
+  stored_entry const entry(index, key.bytes(), oid, layout);
+  if (!context_.transaction().erase(keyspace::entries, entry.key())) {
+    throw error(error_kind::storage, "index " + std::to_string(index.definition.id) +
+                                         " is damaged: it lacks " + object_name(oid));
+  }
+}
+
+void object_writer::refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid) {
+  if (!state_.unique_cursor)
+    state_.unique_cursor.emplace(context_.transaction(), keyspace::entries);
+  store_cursor& cursor = *state_.unique_cursor;
+  byte_view const kept = key.bytes().first(std::min(key.size(), longest_entry_key(index)));
+  bool const cut = kept.size() < key.size();
+  key_buffer wanted;
+  wanted.append(index.prefix.data(), index.prefix.size());
+  wanted.append(kept.data(), kept.size());
+  for (bool found = cursor.seek(wanted.bytes()); found; found = cursor.next()) {
+    if (!is_entry_of(index, cursor.key())) return;
+    entry_view const entry = read_entry(index, cursor.key(), cursor.value());
+    if (compare_bytes(entry.key, kept) != 0) return;
+    if (entry.oid == oid) continue;
+    if (cut) {
+      key_buffer whole;
+      append_record_key(whole, index, entry, context_);
+      if (compare_bytes(whole.bytes(), key.bytes()) != 0) continue;
+    }
+    throw unique_violation("unique index " + std::to_string(index.definition.id) +
+                               " has the key of " + object_name(oid) + " already, for " +
+                               object_name(entry.oid),
+                           index.definition.id, entry.oid);
+  }
+}
+
+void object_writer::build_index(index const& index) {
+  key_buffer key;
+  std::vector<unsigned char> image;
+  for (std::uint16_t const id : index.covered) {
+    layout const& layout = find_layout(id);
+    for (std::uint64_t const number : blocks_of(id)) {
+      // A copy, because every entry that is written may move the pages.
+      unsigned char const* const stored = context_.block(number);
+      if (block_live(stored) == 0) continue;
+      image.assign(stored, stored + block_size(stored));
+      for (unsigned int i = 0; i < records_per_block; ++i) {
+        if (!block_has(image.data(), i)) continue;
+        record_view const record{image.data(), &layout, oid_of(number, i)};
+        auto const field_of = [&](unsigned int column) {
+          return read_field(record, column, context_.transaction());
+        };
+        key.clear();
+        append_storage_key(key, index, field_of);
+        if (index.definition.unique && !is_null_in_key(index, field_of)) {
+          refuse_equal_key(index, key, record.oid);
+        }
+        put_entry(index, key, record.oid, id);
+      }
+    }
+  }
+}
+
+void object_writer::erase_entries(index const& index) {
+  store_cursor cursor(context_.transaction(), keyspace::entries);
+  std::vector<unsigned char> key;
+  while (cursor.seek(index.prefix) && is_entry_of(index, cursor.key())) {
+    key.assign(cursor.key().begin(), cursor.key().end());
+    context_.transaction().erase(keyspace::entries, key);
+  }
+}
+
+std::vector<std::uint64_t> object_writer::blocks_of(std::uint16_t layout) {
+  std::vector<std::uint64_t> numbers;
+  store_cursor cursor(context_.transaction(), keyspace::extents);
+  for (bool found = cursor.seek(extent_key(layout, 0).view()); found; found = cursor.next()) {
+    std::uint64_t const number = extent_key::block_of(cursor.key(), layout);
+    if (number == 0) break;
+    numbers.push_back(number);
+  }
+  return numbers;
+}
+
+void object_writer::flush_when_large() {
+  if (state_.dirty_bytes > most_dirty_bytes) flush();
+}
+
+void object_writer::flush() {
+  std::vector<std::uint64_t> numbers;
+  for (auto const& [number, block] : state_.dirty) numbers.push_back(number);
+  std::sort(numbers.begin(), numbers.end());
+  store_transaction& transaction = context_.transaction();
+  for (std::uint64_t const number : numbers) {
+    dirty_block const& block = state_.dirty.at(number);
+    layout const& layout = find_layout(block.layout);
+    unsigned char key[8];
+    put_big_endian(key, number);
+    if (block_live(block.editor.image()) == 0) {
+      transaction.erase(keyspace::blocks, key);
+      transaction.erase(keyspace::extents, extent_key(block.layout, number).view());
+    } else {
+      std::size_t const size = block.editor.stored_size(layout);
+      block.editor.write_stored(transaction.reserve(keyspace::blocks, key, size), layout);
+    }
+  }
+  state_.dirty.clear();
+  state_.dirty_bytes = 0;
+}
+
+}  // namespace qd::coredb

@@ -1,0 +1,77 @@
+// Writes objects and keeps the entries of their indexes in step.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "coredb/context.h"
+#include "coredb/record_key.h"
+#include "coredb/write_state.h"
+
+namespace qd::coredb {
+
+// Marks a change of several steps. When it ends without `done`, the transaction has failed.
+class change_scope {
+ public:
+  explicit change_scope(write_state& state) : state_(state) {
+    state_.failed = true;
+    ++state_.changes;
+  }
+  ~change_scope() = default;
+  change_scope(change_scope const&) = delete;
+  change_scope& operator=(change_scope const&) = delete;
+  void done() { state_.failed = false; }
+
+ private:
+  write_state& state_;
+};
+
+// Where a layout's next object id is stored, in keyspace::meta.
+struct next_oid_key {
+  explicit next_oid_key(std::uint16_t layout)
+      : bytes{'n', static_cast<unsigned char>(layout >> 8), static_cast<unsigned char>(layout)} {}
+  byte_view view() const { return bytes; }
+  unsigned char bytes[3];
+};
+
+class object_writer {
+ public:
+  explicit object_writer(context& context) : context_(context), state_(*context.writer()) {}
+
+  std::uint64_t insert(std::uint16_t layout, std::span<field const> fields);
+  std::uint64_t reserve(std::uint16_t layout, std::uint64_t count);
+  void insert_reserved(std::uint64_t oid, std::span<field const> fields);
+  void update(std::uint64_t oid, std::span<field_change const> changes);
+  void erase(std::uint64_t oid);
+
+  // Enters the objects that are there into a new index.
+  void build_index(index const& index);
+  void erase_entries(index const& index);
+
+  // The blocks that hold objects of a layout.
+  std::vector<std::uint64_t> blocks_of(std::uint16_t layout);
+  // Hands the blocks held in memory to the store.
+  void flush();
+
+ private:
+  layout const& find_layout(std::uint16_t id) const;
+  record_view find_record(std::uint64_t oid) const;
+  std::uint64_t& next_oid(std::uint16_t layout);
+  void check_insert(layout const& layout, std::span<field const> fields) const;
+  void insert_at(std::uint64_t oid, layout const& layout, std::span<field const> fields);
+  dirty_block& edit(std::uint64_t number, layout const& layout);
+  void set_field(dirty_block& block, std::uint64_t oid, unsigned int column, field const& value,
+                 layout const& layout);
+  void put_entry(index const& index, key_buffer const& key, std::uint64_t oid,
+                 std::uint16_t layout);
+  void erase_entry(index const& index, key_buffer const& key, std::uint64_t oid,
+                   std::uint16_t layout);
+  void refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid);
+  void flush_when_large();
+
+  context& context_;
+  write_state& state_;
+};
+
+}  // namespace qd::coredb

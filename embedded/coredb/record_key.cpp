@@ -1,0 +1,109 @@
+#include "coredb/record_key.h"
+
+#include "coredb/context.h"
+
+namespace qd::coredb {
+namespace {
+
+[[noreturn]] void damaged(std::string const& what) {
+  throw error(error_kind::storage, what + " is damaged");
+}
+
+field read_system_field(record_view const& record, unsigned int column) {
+  switch (column) {
+    case own_reference_column:
+      return field::of_reference(record.oid);
+    case set_specifier_column:
+      return {column_kind::set_specifier, false, 0, record.layout->set_specifier_densetext};
+    default:
+      break;
+  }
+  field class_reference = field::of_reference(record.layout->definition.class_oid);
+  class_reference.null = class_reference.word == 0;
+  return class_reference;
+}
+
+}  // namespace
+
+field read_field(record_view const& record, unsigned int column,
+                 store_transaction const& transaction) {
+  if (column < system_column_count) return read_system_field(record, column);
+  unsigned int const stored = column - system_column_count;
+  column_kind const kind = record.layout->kinds[column];
+  if (record.is_null(stored)) return field::of_null(kind);
+  std::uint64_t const word = record.slot(stored);
+  if (!has_bytes(kind)) return {kind, false, word, {}};
+  heap_place const place = place_of(word);
+  if (place.is_long()) {
+    std::optional<byte_view> const bytes =
+        transaction.get(keyspace::long_values, long_value_key(record.oid, column).view());
+    if (!bytes || bytes->size() != place.size) {
+      damaged("column " + std::to_string(column) + " of object " + std::to_string(record.oid));
+    }
+    return {kind, false, 0, *bytes};
+  }
+  bool is_damaged = false;
+  std::span<unsigned char const> const bytes = heap_bytes(record, place, is_damaged);
+  if (is_damaged) damaged("object " + std::to_string(record.oid));
+  return {kind, false, 0, bytes};
+}
+
+void append_field(key_buffer& key, field const& value, bool ascending) {
+  if (value.null) return append_null(key, ascending);
+  switch (value.kind) {
+    case column_kind::string:
+    case column_kind::set_specifier:
+      return append_text(key, value.bytes.data(), value.bytes.size(), ascending);
+    case column_kind::binary:
+      return append_binary(key, value.bytes.data(), value.bytes.size(), ascending);
+    case column_kind::unsigned_integer:
+    case column_kind::signed_integer:
+    case column_kind::decimal:
+    case column_kind::single_float:
+    case column_kind::double_float:
+    case column_kind::reference:
+    case column_kind::boolean:
+      break;
+  }
+  append_word(key, value.kind, value.word, ascending);
+}
+
+entry_view read_entry(index const& index, byte_view key, byte_view value) {
+  std::size_t const ends = index.prefix.size() + sizeof(std::uint64_t);
+  if (key.size() < ends || value.size() != entry_value_bytes) {
+    damaged("index " + std::to_string(index.definition.id));
+  }
+  return {key.subspan(index.prefix.size(), key.size() - ends),
+          get_big_endian(key.data() + key.size() - sizeof(std::uint64_t)),
+          get<std::uint16_t>(value.data()), value[2] != 0};
+}
+
+void append_record_key(key_buffer& key, index const& index, entry_view const& entry,
+                       context& context) {
+  unsigned char const* const image = context.block(block_of(entry.oid));
+  layout const* const layout = context.schema().find_layout(entry.layout);
+  if (!layout || !block_has(image, record_of(entry.oid)) || block_layout(image) != entry.layout) {
+    damaged("index " + std::to_string(index.definition.id));
+  }
+  record_view const record{image, layout, entry.oid};
+  append_storage_key(key, index, [&](unsigned int column) {
+    return read_field(record, column, context.transaction());
+  });
+}
+
+stored_entry::stored_entry(index const& index, byte_view storage_key, std::uint64_t oid,
+                           std::uint16_t layout) {
+  bool const cut = storage_key.size() > longest_entry_key(index);
+  std::size_t const kept = cut ? longest_entry_key(index) : storage_key.size();
+  unsigned char* next = key_bytes;
+  std::memcpy(next, index.prefix.data(), index.prefix.size());
+  next += index.prefix.size();
+  std::memcpy(next, storage_key.data(), kept);
+  next += kept;
+  put_big_endian(next, oid);
+  key_size = static_cast<std::size_t>(next - key_bytes) + sizeof oid;
+  put(value_bytes, layout);
+  value_bytes[2] = cut;
+}
+
+}  // namespace qd::coredb
