@@ -28,13 +28,25 @@ ConvertedNode ConvertPhysical(physical_queryplan::QueryPlan::PredicateVariant co
                               ConversionContext const& context);
 
 // The alternatives; each stands in a source file with its kin.
+ConvertedNode Convert(physical_queryplan::QueryPlan::Join<shared_classes::Inner> const& plan,
+                      ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::Join<shared_classes::Left> const& plan,
+                      ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::FullJoin const& plan,
+                      ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::Scan const& plan,
                       ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::Filter const& plan,
                       ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::Transform const& plan,
                       ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::GenerativeAssignment const& plan,
+                      ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::Extend const& plan,
+                      ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::LimitOffset const& plan,
+                      ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::Union const& plan,
                       ConversionContext const& context);
 
 }  // namespace physical_to_exec

@@ -10,6 +10,7 @@
 #include "error_handling/error_codes.h"
 #include "kernel/metalayer.h"
 #include "kernel/vela.h"
+#include "meta_data/catalogue_access.h"
 #include "meta_data/meta_data.h"
 #include "sql_executor/operators/comparison.h"
 
@@ -168,18 +169,16 @@ std::pair<value, value> unify_numeric_types::operator()(value a, value b) const 
 }
 
 std::u16string GetDbType(dt_string const& name) {
-  // The number of the column that holds the text, in the catalogue's set-specifier records.
-  constexpr unsigned int specifier_column = 3;
   std::u16string const text = name.base_string();
   QD_OBJ_REF const type = metalayer::DottedName2RawView(split_at_dots(text));
   QD_OBJ_REF const record = metalayer::SetSpecifier::ByType(type);
   VELA_UCS2 const* specifier = nullptr;
-  unsigned int const status =
-      vela_context_get_string(metalayer::TlsMetalayerContext::Current()->kernel_context, record.oid,
-                              record.address, specifier_column, &specifier);
+  unsigned int const status = vela_context_get_string(
+      metalayer::TlsMetalayerContext::Current()->kernel_context, record.oid, record.address,
+      meta_data::catalogue::set_specifier::text, &specifier);
   if (status != VELA_STATUS_NULL) db_exception::check(status);
   if (status == VELA_STATUS_NULL || specifier == nullptr) {
-    // The text that reading a string from a null pointer is required to give.
+    // The text that callers know for a class without a set specifier.
     throw std::logic_error("basic_string::_M_construct null not valid");
   }
   std::u16string_view const units(specifier->units, specifier->count);

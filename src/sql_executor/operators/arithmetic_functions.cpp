@@ -140,27 +140,14 @@ template class arithmetic_function<product_of>;
 template class arithmetic_function<quotient_of>;
 
 template <typename Operation>
-value unify_and_apply(value left, value right) {
-  if (left.index() == right.index()) {
-    // The common case, where there is nothing to unify.
-    switch (left.index()) {
-      case detail::index_of<long>:
-        return Operation::apply(left.content<long>(), right.content<long>());
-      case detail::index_of<Decimal>:
-        return Operation::apply(left.content<Decimal>(), right.content<Decimal>());
-      case detail::index_of<double>:
-        return Operation::apply(left.content<double>(), right.content<double>());
-      default:
-        break;
-    }
-  }
-  auto [unified_left, unified_right] = unify_numeric_types()(std::move(left), std::move(right));
+value unify_and_apply(value const& left, value const& right) {
+  auto [unified_left, unified_right] = unify_numeric_types()(left, right);
   return arithmetic_function<Operation>(std::move(unified_right))(unified_left);
 }
 
-template value unify_and_apply<sum_of>(value left, value right);
-template value unify_and_apply<difference_of>(value left, value right);
-template value unify_and_apply<product_of>(value left, value right);
-template value unify_and_apply<quotient_of>(value left, value right);
+template value unify_and_apply<sum_of>(value const& left, value const& right);
+template value unify_and_apply<difference_of>(value const& left, value const& right);
+template value unify_and_apply<product_of>(value const& left, value const& right);
+template value unify_and_apply<quotient_of>(value const& left, value const& right);
 
 }  // namespace qd::sql_executor::utils

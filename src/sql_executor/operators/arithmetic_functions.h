@@ -74,11 +74,11 @@ extern template class arithmetic_function<quotient_of>;
 
 // The operation on two values of any kinds: unifies them and applies it.
 template <typename Operation>
-value unify_and_apply(value left, value right);
+value unify_and_apply(value const& left, value const& right);
 
-extern template value unify_and_apply<sum_of>(value left, value right);
-extern template value unify_and_apply<difference_of>(value left, value right);
-extern template value unify_and_apply<product_of>(value left, value right);
-extern template value unify_and_apply<quotient_of>(value left, value right);
+extern template value unify_and_apply<sum_of>(value const& left, value const& right);
+extern template value unify_and_apply<difference_of>(value const& left, value const& right);
+extern template value unify_and_apply<product_of>(value const& left, value const& right);
+extern template value unify_and_apply<quotient_of>(value const& left, value const& right);
 
 }  // namespace qd::sql_executor::utils

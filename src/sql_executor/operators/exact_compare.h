@@ -161,11 +161,7 @@ requires std::is_floating_point_v<F> Comparison<operator_library::Decimal> Compa
     whole = static_cast<long>(millionths >> shift);
     next = whole + ((static_cast<db_util::uint128>(whole) << shift) != millionths);
   }
-  // |wide| < 2^42, so `whole` is a Decimal, but `next` may be the one step too far.
-  if (next > greatest) {
-    if (wide > 0) return {.above = true, .ceil = {greatest}, .floor = {greatest}};
-    return {.below = true, .ceil = {-greatest}, .floor = {-greatest}};
-  }
+  // Both are Decimals: the greatest double below 2^42 lies far enough below it.
   if (wide > 0) return {.ceil = {next}, .floor = {whole}};
   return {.ceil = {-whole}, .floor = {-next}};
 }
