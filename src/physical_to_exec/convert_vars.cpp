@@ -1,8 +1,6 @@
 #include "physical_to_exec/convert_vars.h"
 
-#include <algorithm>
 #include <array>
-#include <boost/numeric/conversion/cast.hpp>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -142,7 +140,7 @@ class expression_converter {
   // A column that a node below has put into the row, or else one that is read from its object.
   template <typename T>
   operator_ptr operator()(plan_model::Column<T> const& column) const {
-    if (auto const position = position_of(column)) return read(*position);
+    if (auto const position = IndexOf(column, layout_)) return read(*position);
     operator_ptr object = bound_variable(column.table_variable);
     unsigned short const layout_id = column.column.InTable().LayoutId();
     unsigned short const column_index = column.column.Index();
@@ -184,22 +182,9 @@ class expression_converter {
     return read(qd::sql_executor::parameter_index{narrow_position(parameter.number)});
   }
 
-  // As GetIndex, without a copy of the variable.
-  template <typename Variable>
-  std::optional<qd::sql_executor::bound_data_index> position_of(Variable const& variable) const {
-    auto const found =
-        std::find_if(layout_.begin(), layout_.end(), [&variable](PhysicalVariable const& bound) {
-          auto const* const candidate = std::get_if<Variable>(&bound);
-          return candidate != nullptr && *candidate == variable;
-        });
-    if (found == layout_.end()) return std::nullopt;
-    auto const position = static_cast<unsigned long>(found - layout_.begin());
-    return qd::sql_executor::bound_data_index{narrow_position(position)};
-  }
-
   template <typename Variable>
   operator_ptr bound_variable(Variable const& variable) const {
-    auto const position = position_of(variable);
+    auto const position = IndexOf(variable, layout_);
     if (!position) {
       throw std::invalid_argument("the plan uses a variable that nothing binds: " +
                                   describe(variable));
