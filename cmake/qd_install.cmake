@@ -12,7 +12,8 @@ install(EXPORT physical_to_execTargets NAMESPACE physical_to_exec::
 
 install(DIRECTORY src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/physical_to_exec
         FILES_MATCHING PATTERN "*.h")
-install(FILES embedded/dbmetalayer/database.h
+install(FILES embedded/dbmetalayer/database.h embedded/dbmetalayer/error.h
+              embedded/dbmetalayer/export.h embedded/dbmetalayer/value.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/physical_to_exec/dbmetalayer)
 
 configure_package_config_file(cmake/physical_to_execConfig.cmake.in physical_to_execConfig.cmake

@@ -46,8 +46,12 @@ enum index_id : std::uint64_t {
   index_column_by_place = 8,  // IndexColumn (index, position), unique.
   set_specifier_by_type = 9,  // SetSpecifier (type).
   name_token_by_number = 10,  // NameToken (number), unique.
-  first_extent = 32,          // Plus the layout id: the extents of the catalogue's classes.
 };
+
+// The extents of the catalogue's classes.
+constexpr std::uint64_t extent_of(layout_id layout) {
+  return std::uint64_t{32} + layout;
+}
 
 namespace type {
 enum column : unsigned { primitive_code = 3, short_name = 4 };

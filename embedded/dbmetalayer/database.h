@@ -152,7 +152,7 @@ class QD_EMBEDDED_API snapshot final : public read_context {
  private:
   friend class database;
   struct state;
-  explicit snapshot(std::unique_ptr<state> state);
+  explicit snapshot(std::unique_ptr<state> begun);
 
   std::unique_ptr<state> state_;
 };
@@ -207,13 +207,13 @@ class QD_EMBEDDED_API transaction final : public read_context {
   friend class database;
   friend class inserter;
   struct state;
-  explicit transaction(std::unique_ptr<state> state);
+  explicit transaction(std::shared_ptr<state> begun);
 
-  std::unique_ptr<state> state_;
+  std::shared_ptr<state> state_;
 };
 
 // Inserts objects of one class as fast as the storage takes them. Ends with its transaction, and
-// with a change of its class.
+// when a class is dropped.
 class QD_EMBEDDED_API inserter {
  public:
   ~inserter();
@@ -230,7 +230,7 @@ class QD_EMBEDDED_API inserter {
  private:
   friend class transaction;
   struct state;
-  explicit inserter(std::unique_ptr<state> state);
+  explicit inserter(std::unique_ptr<state> prepared);
 
   std::unique_ptr<state> state_;
 };
@@ -258,7 +258,7 @@ class QD_EMBEDDED_API database {
 
  private:
   struct state;
-  explicit database(std::shared_ptr<state> state);
+  explicit database(std::shared_ptr<state> opened);
 
   std::shared_ptr<state> state_;
 };

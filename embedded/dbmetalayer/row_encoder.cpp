@@ -41,7 +41,7 @@ coredb::column_kind kind_of(column_type type) {
       return coredb::column_kind::boolean;
   }
   throw error(error_kind::bad_definition,
-              "there is no column type " + std::to_string(std::to_underlying_type(type)));
+              "there is no column type " + std::to_string(static_cast<int>(type)));
 }
 
 row_encoder::row_encoder(class_info const& of_class, std::vector<std::size_t> positions,

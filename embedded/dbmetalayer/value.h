@@ -64,7 +64,6 @@ class value {
   value(decimal number) : content_(number) {}
   value(float number) : content_(number) {}
   value(double number) : content_(number) {}
-  // Zero units are refused: kernel texts end at them.
   value(std::u16string_view text) : content_(text) {}
   value(std::u16string const& text) : content_(std::u16string_view(text)) {}
   value(char16_t const* text) : content_(std::u16string_view(text)) {}

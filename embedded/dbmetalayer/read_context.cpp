@@ -1,0 +1,82 @@
+#include "coredb/database.h"
+#include "dbmetalayer/catalogue.h"
+#include "dbmetalayer/catalogue_key.h"
+#include "dbmetalayer/catalogue_reader.h"
+#include "dbmetalayer/database.h"
+#include "dbmetalayer/error_translation.h"
+#include "dbmetalayer/names.h"
+#include "dbmetalayer/thread_context.h"
+
+namespace qd::embedded {
+
+struct thread_binding::state {
+  std::shared_ptr<bound_context> bound;
+};
+
+thread_binding::thread_binding(unsigned long context)
+    : state_(std::make_unique<state>(state{bind_to_thread(context)})) {}
+
+thread_binding::thread_binding(thread_binding&& other) noexcept = default;
+
+thread_binding::~thread_binding() {
+  if (state_) state_->bound->ended.store(true, std::memory_order_release);
+}
+
+QD_OBJ_REF read_context::class_reference(std::u16string_view class_name) const {
+  auto const table = find_table(context_, class_name);
+  if (!table) throw error(error_kind::unknown_name, "there is no class " + to_utf8(class_name));
+  return *table;
+}
+
+QD_OBJ_REF read_context::index_reference(std::u16string_view index_name) const {
+  auto const index = find_index(context_, index_name);
+  if (!index) throw error(error_kind::unknown_name, "there is no index " + to_utf8(index_name));
+  return *index;
+}
+
+QD_OBJ_REF read_context::column_reference(std::u16string_view class_name,
+                                          std::u16string_view column) const {
+  auto const found = find_column(context_, class_reference(class_name), column);
+  if (!found) {
+    throw error(error_kind::unknown_name,
+                "class " + to_utf8(class_name) + " has no column " + to_utf8(column));
+  }
+  return *found;
+}
+
+bool read_context::has_class(std::u16string_view class_name) const {
+  return find_table(context_, class_name).has_value();
+}
+
+bool read_context::has_index(std::u16string_view index_name) const {
+  return find_index(context_, index_name).has_value();
+}
+
+std::vector<std::u16string> read_context::class_names() const {
+  std::vector<std::u16string> names;
+  for (QD_OBJ_REF const& table :
+       read_range(context_, catalogue::extent_of(catalogue::table_layout),
+                  catalogue_key().null().end(), catalogue_key().number(~std::uint64_t{0}).end())) {
+    if (read_bool(context_, table, catalogue::table::of_catalogue)) continue;
+    names.push_back(read_text(context_, table, catalogue::table::full_name));
+  }
+  return names;
+}
+
+void read_context::request_stop() const noexcept {
+  coredb::request_stop(context_);
+}
+
+void read_context::clear_stop() const noexcept {
+  coredb::clear_stop(context_);
+}
+
+bool request_stop(unsigned long context) noexcept {
+  return coredb::request_stop(context);
+}
+
+bool clear_stop(unsigned long context) noexcept {
+  return coredb::clear_stop(context);
+}
+
+}  // namespace qd::embedded
