@@ -11,20 +11,22 @@
 
 namespace qd::coredb {
 
-// Marks a change of several steps. When it ends without `done`, the transaction has failed.
+// Marks a change of several steps, which may be part of a larger one. When it ends without `done`,
+// the transaction has failed.
 class change_scope {
  public:
-  explicit change_scope(write_state& state) : state_(state) {
+  explicit change_scope(write_state& state) : state_(state), outer_(state.failed) {
     state_.failed = true;
     ++state_.changes;
   }
   ~change_scope() = default;
   change_scope(change_scope const&) = delete;
   change_scope& operator=(change_scope const&) = delete;
-  void done() { state_.failed = false; }
+  void done() { state_.failed = outer_; }
 
  private:
   write_state& state_;
+  bool outer_;
 };
 
 // Where a layout's next object id is stored, in keyspace::meta.

@@ -215,9 +215,8 @@ void write_transaction::update(std::uint64_t oid, std::span<field_change const> 
 }
 
 void write_transaction::erase(std::uint64_t oid) {
-  change_scope scope(active());
+  active();
   object_writer(*context_).erase(oid);
-  scope.done();
 }
 
 std::optional<std::uint16_t> write_transaction::layout_of(std::uint64_t oid) const {
