@@ -57,6 +57,14 @@ auto Compare(R const& right) {
     return [number](L const& left) { return Compare<L>(number)(left); };
   } else if constexpr (is_numeric<L> && is_numeric<R>) {
     return [&right](L const& left) {
+      if constexpr (std::is_floating_point_v<L> != std::is_floating_point_v<R>) {
+        double const distance = Detail::approximate(left) - Detail::approximate(right);
+        double const floating =
+            std::is_floating_point_v<L> ? Detail::approximate(left) : Detail::approximate(right);
+        if (Detail::is_clear(distance, floating)) [[likely]] {
+          return distance < 0 ? ordering::less : ordering::greater;
+        }
+      }
       return Detail::relate(Detail::CompareImpl(meta_support::TypeIdentity<R>{}, left), right);
     };
   } else {

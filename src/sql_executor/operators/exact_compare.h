@@ -6,6 +6,7 @@
 #pragma once
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <type_traits>
@@ -73,6 +74,23 @@ ordering relate(Comparison<T> const& place, T const& x) {
   }
   if (key(place.ceil) == key(place.floor)) return order_numbers(key(place.floor), key(x));
   return key(x) >= key(place.ceil) ? ordering::less : ordering::greater;
+}
+
+// The nearest double but for two roundings, 2^-52 of the number in all.
+template <typename T>
+double approximate(T number) {
+  return static_cast<double>(number);
+}
+inline double approximate(operator_library::Decimal number) {
+  return static_cast<double>(number.scaled) / static_cast<double>(operator_library::Decimal::scale);
+}
+
+// Whether the distance of a floating number and an approximated one tells their order beyond doubt:
+// it does for nearly all pairs, but not for near ones, infinities and NaN. The approximation's
+// error is less than half of the bound here, or, when its number is more than twice the floating
+// one, less than half of the distance.
+inline bool is_clear(double distance, double floating) {
+  return std::abs(distance) > 0x1p-50 * std::abs(floating);
 }
 
 template <typename T>
