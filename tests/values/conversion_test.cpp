@@ -103,7 +103,7 @@ TEST(conversion, decimals_are_rounded_twice_on_the_way_to_floating_numbers) {
   expect_converted(Decimal{100'000}, 0.1F);
   unsigned rounded_otherwise = 0;
   for (long scaled = 16'777'217; scaled < 16'777'217 + 2000; scaled += 2) {
-    float const once = rational(scaled, 1'000'000).convert_to<float>();
+    float const once = binary128(binary128(scaled) / 1'000'000).convert_to<float>();
     binary128 const millionths_as_float = binary128(scaled).convert_to<float>();
     float const twice = binary128(millionths_as_float / 1'000'000).convert_to<float>();
     expect_converted(Decimal{scaled}, twice);

@@ -170,7 +170,8 @@ value number_source::near(value const& other, unsigned kind) {
       return static_cast<long>(static_cast<unsigned long>(clamp_to<long>(target)) +
                                static_cast<unsigned long>(steps));
     case 4: {
-      long const scaled = clamp_to<long>(std::clamp(target * 1e6L, -4.5e18L, 4.5e18L));
+      long const scaled =
+          std::isnan(target) ? 0 : static_cast<long>(std::clamp(target * 1e6L, -4.5e18L, 4.5e18L));
       return make_decimal(scaled + steps);
     }
     case 5:

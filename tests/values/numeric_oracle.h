@@ -49,7 +49,7 @@ inline rational exact(float number) {
   return rational(static_cast<double>(number));
 }
 inline rational exact(operator_library::Decimal number) {
-  return rational(number.scaled, 1'000'000);
+  return rational(number.scaled) / 1'000'000;
 }
 
 // Calls `visitor` with the content of a number.
