@@ -197,8 +197,8 @@ TEST(densetext, compares_prefixes_bit_by_bit) {
       {"\x80\xAB\xCD", "\x80\xAB", true},
       {"\x80\xAB\xCD", "\x80\xAC", false},
       {"\x80\xAB", "\x80\xAB\xCD", false},
-      {"\x80\xAB\xCD", "\x84\xAB\xCF", true},   // The unused half byte differs.
-      {"\x80\xAB\xCD", "\x84\xAB\xDF", false},  // A used bit differs.
+      {"\x80\xAB\xCD", "\x84\xAB\xC5", true},   // The unused half byte differs.
+      {"\x80\xAB\xCD", "\x84\xAB\xDD", false},  // A used bit differs.
       {"\x87\xAB\xCD", "\x84\xAB\xCD", false},  // Fewer bits in as many bytes.
       {"\x84\xAB\xCD", "\x84\xAB\xCF", true},
   };
