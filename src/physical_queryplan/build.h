@@ -59,6 +59,15 @@ template <typename R, typename Other, typename... Rest>
 struct cast_tag<R, meta_support::TypeList<Other, Rest...>>
     : cast_tag<R, meta_support::TypeList<Rest...>> {};
 
+// Moved one by one: an initializer list would copy the trees.
+template <typename... Argument>
+std::vector<Expression> list(Argument... arguments) {
+  std::vector<Expression> result;
+  result.reserve(sizeof...(arguments));
+  (result.emplace_back(std::move(arguments)), ...);
+  return result;
+}
+
 }  // namespace detail
 
 // An occurrence of the table with the full, dotted name. Occurrences of one table in a plan need
@@ -103,7 +112,7 @@ QueryPlan::Derived<T> derived(std::int32_t number) {
 template <typename Tag, std::convertible_to<Expression>... Argument>
 requires(std::variant_size_v<typename Tag::signature> == 1) Expression
     operation(Argument... arguments) {
-  return QueryPlan::Operation<Tag>{{}, {Expression(std::move(arguments))...}};
+  return QueryPlan::Operation<Tag>{{}, detail::list(std::move(arguments)...)};
 }
 
 // The overload of an operation for operands of kind T, the result of the conditional included:
@@ -114,7 +123,7 @@ Expression operation(Argument... arguments) {
   constexpr std::size_t position = detail::overload_for<T, signature>::position;
   static_assert(position < std::variant_size_v<signature>, "the operation does not take this kind");
   return QueryPlan::Operation<Tag>{signature(std::in_place_index<position>),
-                                   {Expression(std::move(arguments))...}};
+                                   detail::list(std::move(arguments)...)};
 }
 
 // A cast of a T to an R.

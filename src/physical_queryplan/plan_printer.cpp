@@ -212,8 +212,7 @@ class printer {
       std::visit([this](auto const& alternative) { aggregate_line(alternative); }, aggregate);
     }
     --depth_;
-    if (!node.group_by.empty()) line("group by");
-    aliases(node.group_by);
+    aliases(node.group_by, "by ");
     below(node.child);
   }
   void operator()(OrderBy const& node) {
@@ -250,11 +249,11 @@ class printer {
     --depth_;
   }
 
-  void aliases(std::vector<Alias> const& list) {
+  void aliases(std::vector<Alias> const& list, std::string const& label = "") {
     ++depth_;
     for (Alias const& alias : list) {
       std::string const name = variable(alias.variable);
-      line(name + " := " + expression(alias.expression));
+      line(label + name + " := " + expression(alias.expression));
     }
     --depth_;
   }
