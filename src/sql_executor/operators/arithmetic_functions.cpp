@@ -120,11 +120,10 @@ Decimal quotient_of::apply(Decimal left, Decimal right) {
 
 template <typename Operation>
 value arithmetic_function<Operation>::operator()(value const& left) const {
-  if (left.index() != right.index()) db_exception::raise(error_handling::wrong_operand_kind);
   return visit(
       [this]<typename T>(T const& content) -> value {
         if constexpr (has_arithmetic<T>) {
-          return Operation::apply(content, right.content<T>());
+          return Operation::apply(content, get<T>(right));
         } else if constexpr (std::is_same_v<T, NullValue>) {
           return NullValue{};
         } else {

@@ -50,8 +50,8 @@ struct quotient_of {
 };
 
 // An operation with its right operand, to be applied to the left one. Both were unified
-// (unify_numeric_types), so they are of one kind. NULL gives NULL; kinds other than signed,
-// Decimal, double and float raise 7020.
+// (unify_numeric_types), so they are of one kind; if not, reading the right one raises
+// bad_value_access. NULL gives NULL; kinds other than signed, Decimal, double and float raise 7020.
 template <typename Operation>
 class arithmetic_function {
  public:

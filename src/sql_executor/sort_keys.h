@@ -1,0 +1,59 @@
+// Sort keys as bytes whose order is that of the keys, so that sorting compares words.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "sql_executor/value.h"
+
+namespace qd::sql_executor {
+
+// The encoded keys of a list of rows. One key is, value by value, a byte for the kind (0 for NULL,
+// else the kind's index and 1) and the content:
+//
+//     bool                 0 or 1
+//     unsigned, reference  8 bytes, most significant first (a reference's oid)
+//     signed, Decimal      8 bytes, the sign bit flipped
+//     double, float        8 or 4 bytes: of a positive number the sign bit flipped, of a negative
+//     one
+//                          all bits; -0 as +0
+//     string               the payload's significant bytes, each 00 as 00 FF, then 00 00, then how
+//     many
+//                          bits of the last one are significant (0 without bytes)
+//     Binary               the bytes, each 00 as 00 FF, then 00 00
+//     set specifier        the same with the units, high byte first
+//
+// A descending key has all its bytes inverted. No encoded value is the beginning of another of its
+// kind, so the bytes of a whole key decide as its values would one by one. That holds while each
+// position of the key keeps to one kind, NULL aside, and there is no NaN; the list notes where not.
+class sort_keys {
+ public:
+  explicit sort_keys(std::vector<bool> const& ascending);
+
+  // Adds the value at the next position of the present row's key.
+  void add(value const& key);
+  // Ends the present row's key, which has one value per flag.
+  void end_row();
+
+  unsigned long row_count() const { return key_starts_.size() - 1; }
+
+  // Whether the order of the bytes is that of the keys: no position holds a NaN or two kinds.
+  bool order_is_total() const { return order_is_total_; }
+
+  // The numbers of the rows, counted from 0, in the order of their keys. Requires order_is_total().
+  std::vector<std::uint64_t> sorted_rows() const;
+
+  // The values of a row's key again. They compare as the originals do; a -0 and the header of a
+  // string are not restored.
+  std::vector<value> decoded(std::uint64_t row) const;
+
+ private:
+  std::vector<bool> const& ascending_;
+  std::vector<unsigned char> bytes_;       // Of all keys, one behind the other.
+  std::vector<std::uint64_t> key_starts_;  // Where each row's key starts in them, and the end.
+  std::vector<unsigned char> kinds_;       // Per position: the kind byte met, or NULL's.
+  unsigned long position_ = 0;             // In the present row's key.
+  bool order_is_total_ = true;
+};
+
+}  // namespace qd::sql_executor
