@@ -1,0 +1,180 @@
+// Whole queries over the embedded database, beside SQLite in memory on the same rows in the same
+// process; and loading. QD_BENCH_ROWS sets the number of rows, 1,000,000 if it is not set.
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "dbmetalayer/database.h"
+#include "physical_queryplan/build.h"
+#include "physical_to_exec/plan.h"
+#include "sql_executor/evaluation_context.h"
+
+namespace {
+
+namespace build = physical_queryplan::build;
+using qd::sql_executor::value;
+
+// The condition: quantity > least_quantity and weight < weight_limit. Half of the rows meet it.
+constexpr long quantity_range = 1'000'000;
+constexpr long least_quantity = quantity_range / 4;
+constexpr double weight_limit = 2.0 / 3;
+
+struct item {
+  std::string name;
+  long quantity;
+  double weight;
+};
+
+long row_count() {
+  char const* const text = std::getenv("QD_BENCH_ROWS");
+  return text ? std::stol(text) : 1'000'000;
+}
+
+// Row number `number` of the table.
+item make_item(long number) {
+  auto const scattered = static_cast<unsigned long>(number) * 0x9E3779B97F4A7C15UL;
+  return {"item number " + std::to_string(number),
+          static_cast<long>((scattered >> 20) % quantity_range),
+          static_cast<double>(scattered >> 40) / (1 << 24)};
+}
+
+// Creates the class with an index and inserts the rows.
+void load(qd::embedded::database& database, long count) {
+  using qd::embedded::column_type;
+  auto write = database.begin_write();
+  write.define_class({.name = u"bench.Item",
+                      .columns = {{.name = u"name", .type = column_type::string},
+                                  {.name = u"quantity", .type = column_type::signed_integer},
+                                  {.name = u"weight", .type = column_type::double_float}}});
+  write.define_index({.name = u"bench.Item.by_quantity",
+                      .class_name = u"bench.Item",
+                      .columns = {{.name = u"quantity"}}});
+  auto insert = write.prepare_insert(u"bench.Item");
+  for (long number = 0; number < count; ++number) {
+    item const next = make_item(number);
+    std::u16string const name(next.name.begin(), next.name.end());
+    insert.insert({name, next.quantity, next.weight});
+  }
+  write.commit();
+}
+
+qd::embedded::database& loaded_database() {
+  static qd::embedded::database database = [] {
+    auto fresh = qd::embedded::database::open_temporary();
+    load(fresh, row_count());
+    return fresh;
+  }();
+  return database;
+}
+
+struct close_sqlite {
+  void operator()(sqlite3* database) const { sqlite3_close(database); }
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using sqlite_statement = std::unique_ptr<sqlite3_stmt, close_sqlite>;
+
+void check(int status, int expected = SQLITE_OK) {
+  if (status != expected) throw std::runtime_error(sqlite3_errstr(status));
+}
+
+sqlite_statement prepare(sqlite3* database, char const* text) {
+  sqlite3_stmt* statement = nullptr;
+  check(sqlite3_prepare_v2(database, text, -1, &statement, nullptr));
+  return sqlite_statement(statement);
+}
+
+sqlite3* loaded_sqlite() {
+  static std::unique_ptr<sqlite3, close_sqlite> const database = [] {
+    sqlite3* opened = nullptr;
+    check(sqlite3_open(":memory:", &opened));
+    std::unique_ptr<sqlite3, close_sqlite> fresh(opened);
+    char const* const schema =
+        "CREATE TABLE item (name TEXT, quantity INTEGER, weight REAL);"
+        "CREATE INDEX by_quantity ON item (quantity); BEGIN";
+    check(sqlite3_exec(opened, schema, nullptr, nullptr, nullptr));
+    sqlite_statement const insert = prepare(opened, "INSERT INTO item VALUES (?, ?, ?)");
+    for (long number = 0; number < row_count(); ++number) {
+      item const next = make_item(number);
+      sqlite3_bind_text(insert.get(), 1, next.name.c_str(), -1, SQLITE_TRANSIENT);
+      sqlite3_bind_int64(insert.get(), 2, next.quantity);
+      sqlite3_bind_double(insert.get(), 3, next.weight);
+      check(sqlite3_step(insert.get()), SQLITE_DONE);
+      check(sqlite3_reset(insert.get()));
+    }
+    check(sqlite3_exec(opened, "COMMIT", nullptr, nullptr, nullptr));
+    return fresh;
+  }();
+  return database.get();
+}
+
+// SELECT name, quantity, weight FROM item WHERE quantity > ? AND weight < ?, without an index.
+void scan_filter_project(benchmark::State& state) {
+  auto snapshot = loaded_database().begin_snapshot();
+  auto const binding = snapshot.bind();
+  auto const items = build::table(u"bench.Item");
+  auto const name = build::column(items, u"name");
+  auto const quantity = build::column(items, u"quantity");
+  auto const weight = build::column(items, u"weight");
+  auto const condition = build::operation<operator_library::AndOperator>(
+      build::operation<operator_library::GreaterThan, long>(quantity, build::parameter<long>(0)),
+      build::operation<operator_library::LessThan, double>(weight, build::parameter<double>(1)));
+  auto const plan = physical_to_exec::Plan(build::transform(
+      {name, quantity, weight},
+      build::filter(condition, build::scan(items, build::index(items, u"bench.Item.extent")))));
+  long rows = 0;
+  for (auto _ : state) {
+    qd::sql_executor::evaluation_context context{.literals = plan.literals,
+                                                 .parameters = {least_quantity, weight_limit},
+                                                 .bound_data = {},
+                                                 .kernel_context = snapshot.context()};
+    auto const enumerator = plan.root->enumerate(context);
+    rows = 0;
+    while (auto const row = enumerator->next(context)) {
+      benchmark::DoNotOptimize(get<db_string::dt_string>((*row)[0]).data());
+      benchmark::DoNotOptimize(get<long>((*row)[1]));
+      benchmark::DoNotOptimize(get<double>((*row)[2]));
+      ++rows;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * row_count());
+  state.counters["rows"] = static_cast<double>(rows);
+}
+BENCHMARK(scan_filter_project)->Unit(benchmark::kMillisecond);
+
+void scan_filter_project_sqlite(benchmark::State& state) {
+  sqlite_statement const query = prepare(
+      loaded_sqlite(),
+      "SELECT name, quantity, weight FROM item NOT INDEXED WHERE quantity > ? AND weight < ?");
+  sqlite3_bind_int64(query.get(), 1, least_quantity);
+  sqlite3_bind_double(query.get(), 2, weight_limit);
+  long rows = 0;
+  for (auto _ : state) {
+    rows = 0;
+    while (sqlite3_step(query.get()) == SQLITE_ROW) {
+      benchmark::DoNotOptimize(sqlite3_column_text(query.get(), 0));
+      benchmark::DoNotOptimize(sqlite3_column_int64(query.get(), 1));
+      benchmark::DoNotOptimize(sqlite3_column_double(query.get(), 2));
+      ++rows;
+    }
+    check(sqlite3_reset(query.get()));
+  }
+  state.SetItemsProcessed(state.iterations() * row_count());
+  state.counters["rows"] = static_cast<double>(rows);
+}
+BENCHMARK(scan_filter_project_sqlite)->Unit(benchmark::kMillisecond);
+
+// Opening a database, loading it with one index, and committing.
+void load_with_one_index(benchmark::State& state) {
+  for (auto _ : state) {
+    auto database = qd::embedded::database::open_temporary();
+    load(database, row_count());
+  }
+  state.SetItemsProcessed(state.iterations() * row_count());
+}
+BENCHMARK(load_with_one_index)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+}  // namespace
