@@ -11,9 +11,20 @@
 namespace qd::embedded {
 namespace {
 
-// The bindings of this thread, the present one last. Those that ended elsewhere, or out of order,
-// stay until they come to the end.
+// The bindings of this thread, the latest last. Those that ended elsewhere, or out of order, stay
+// until they come to the end.
 thread_local std::vector<std::shared_ptr<bound_context>> bindings;
+// The last element of `bindings`, found without the check that a vector of a thread needs; null
+// when there is none.
+constinit thread_local bound_context* latest = nullptr;
+
+// Forgets the bindings that ended, from the end on.
+void drop_ended() {
+  while (!bindings.empty() && bindings.back()->ended.load(std::memory_order_acquire)) {
+    bindings.pop_back();
+  }
+  latest = bindings.empty() ? nullptr : bindings.back().get();
+}
 
 }  // namespace
 
@@ -21,7 +32,9 @@ std::shared_ptr<bound_context> bind_to_thread(unsigned long context) {
   auto binding = std::make_shared<bound_context>();
   binding->record.kernel_context = context;
   std::erase_if(bindings, [](auto const& each) { return each->ended.load(); });
+  drop_ended();
   bindings.push_back(binding);
+  latest = binding.get();
   return binding;
 }
 
@@ -32,14 +45,10 @@ namespace metalayer {
 namespace catalogue = qd::embedded::catalogue;
 
 TlsMetalayerContext* TlsMetalayerContext::Current() {
-  auto& bindings = qd::embedded::bindings;
-  while (!bindings.empty() && bindings.back()->ended.load(std::memory_order_acquire)) {
-    bindings.pop_back();
-  }
-  if (bindings.empty()) {
-    throw std::logic_error("no database context is bound to this thread");
-  }
-  return &bindings.back()->record;
+  using qd::embedded::latest;
+  if (latest && latest->ended.load(std::memory_order_acquire)) qd::embedded::drop_ended();
+  if (!latest) throw std::logic_error("no database context is bound to this thread");
+  return &latest->record;
 }
 
 QD_OBJ_REF RawViewByIncompleteReverseUid(char16_t const* name) {
