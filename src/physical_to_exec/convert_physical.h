@@ -44,6 +44,10 @@ ConvertedNode Convert(physical_queryplan::QueryPlan::GenerativeAssignment const&
                       ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::Extend const& plan,
                       ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::Aggregation const& plan,
+                      ConversionContext const& context);
+ConvertedNode Convert(physical_queryplan::QueryPlan::OrderBy const& plan,
+                      ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::LimitOffset const& plan,
                       ConversionContext const& context);
 ConvertedNode Convert(physical_queryplan::QueryPlan::Union const& plan,
