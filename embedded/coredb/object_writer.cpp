@@ -143,6 +143,9 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
   for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
     put_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
   }
+  for (std::uint16_t const column : layout.indexed_references) {
+    put_referrer(oid, column, field_of(column));
+  }
   flush_when_large();
   scope.done();
 }
@@ -181,6 +184,13 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
     }
   }
   change_scope scope(state_);
+  for (std::uint16_t const column : layout.indexed_references) {
+    field const before = old_field_of(column);
+    field const after = field_of(column);
+    if (before.null == after.null && before.word == after.word) continue;
+    erase_referrer(oid, column, before);
+    put_referrer(oid, column, after);
+  }
   dirty_block& block = edit(block_of(oid), layout);
   for (field_change const& change : changes) {
     set_field(block, oid, change.column, normal(change.value), layout);
@@ -195,6 +205,9 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
 }
 
 void object_writer::erase(std::uint64_t oid) {
+  find_record(oid);
+  change_scope scope(state_);
+  clear_references_to(oid);
   record_view const record = find_record(oid);
   layout const& layout = *record.layout;
   if (state_.keys.size() < layout.indexes.size()) state_.keys.resize(layout.indexes.size());
@@ -204,7 +217,9 @@ void object_writer::erase(std::uint64_t oid) {
       return read_field(record, column, context_.transaction());
     });
   }
-  change_scope scope(state_);
+  for (std::uint16_t const column : layout.indexed_references) {
+    erase_referrer(oid, column, read_field(record, column, context_.transaction()));
+  }
   dirty_block& block = edit(block_of(oid), layout);
   for (std::size_t column = system_column_count; column < layout.kinds.size(); ++column) {
     if (!has_bytes(layout.kinds[column])) continue;
@@ -268,6 +283,46 @@ void object_writer::erase_entry(index const& index, key_buffer const& key, std::
   }
 }
 
+void object_writer::put_referrer(std::uint64_t oid, unsigned int column, field const& value) {
+  if (value.null) return;
+  referrer_key const key(value.word, oid, column);
+  context_.transaction().put(keyspace::entries, key.view(), {});
+}
+
+void object_writer::erase_referrer(std::uint64_t oid, unsigned int column, field const& value) {
+  if (value.null) return;
+  referrer_key const key(value.word, oid, column);
+  context_.transaction().erase(keyspace::entries, key.view());
+}
+
+// Makes the indexed references to an object NULL, but for its own.
+void object_writer::clear_references_to(std::uint64_t oid) {
+  std::vector<std::vector<unsigned char>> keys;
+  {
+    referrer_key const first(oid, 0, 0);
+    store_cursor cursor(context_.transaction(), keyspace::entries);
+    for (bool found = cursor.seek(first.view()); found; found = cursor.next()) {
+      if (cursor.key().size() != sizeof first.bytes ||
+          compare_bytes(cursor.key().first(first.target_part().size()), first.target_part()) != 0) {
+        break;
+      }
+      keys.emplace_back(cursor.key().begin(), cursor.key().end());
+    }
+  }
+  for (std::vector<unsigned char> const& key : keys) {
+    std::uint64_t const referrer = get_big_endian(key.data() + 9);
+    auto const column = static_cast<unsigned int>(get_big_endian(key.data() + 17));
+    unsigned char const* const image = context_.block(block_of(referrer));
+    if (referrer != oid && block_has(image, record_of(referrer))) {
+      record_view const record{image, &find_layout(block_layout(image)), referrer};
+      field const value = read_field(record, column, context_.transaction());
+      field_change const change{column, field::of_null(column_kind::reference)};
+      if (!value.null && value.word == oid) update(referrer, {&change, 1});
+    }
+    context_.transaction().erase(keyspace::entries, key);
+  }
+}
+
 void object_writer::refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid) {
   if (!state_.unique_cursor)
     state_.unique_cursor.emplace(context_.transaction(), keyspace::entries);
@@ -295,6 +350,7 @@ void object_writer::refuse_equal_key(index const& index, key_buffer const& key, 
 }
 
 void object_writer::build_index(index const& index) {
+  std::vector<std::uint16_t> const references = references_in(index.definition);
   key_buffer key;
   std::vector<unsigned char> image;
   for (std::uint16_t const id : index.covered) {
@@ -316,6 +372,9 @@ void object_writer::build_index(index const& index) {
           refuse_equal_key(index, key, record.oid);
         }
         put_entry(index, key, record.oid, id);
+        for (std::uint16_t const column : references) {
+          put_referrer(record.oid, column, field_of(column));
+        }
       }
     }
   }

@@ -37,6 +37,24 @@ struct next_oid_key {
   unsigned char bytes[3];
 };
 
+// Says, in keyspace::entries, that a column that stands in an index refers to an object. When that
+// object goes, the reference becomes NULL in the record and in the indexes: a scan for NULL finds
+// what a read says is NULL. Columns in no index need no such entry, for their reads look at the
+// object anyway. An entry may be left behind when an index is dropped, and means nothing then.
+struct referrer_key {
+  // Less than every index prefix.
+  static constexpr unsigned char mark = 0;
+  referrer_key(std::uint64_t target, std::uint64_t referrer, unsigned int column) {
+    bytes[0] = mark;
+    put_big_endian(bytes + 1, target);
+    put_big_endian(bytes + 9, referrer);
+    put_big_endian(bytes + 17, column);
+  }
+  byte_view view() const { return bytes; }
+  byte_view target_part() const { return view().first(9); }
+  unsigned char bytes[25];
+};
+
 class object_writer {
  public:
   explicit object_writer(context& context) : context_(context), state_(*context.writer()) {}
@@ -69,6 +87,9 @@ class object_writer {
                  std::uint16_t layout);
   void erase_entry(index const& index, key_buffer const& key, std::uint64_t oid,
                    std::uint16_t layout);
+  void put_referrer(std::uint64_t oid, unsigned int column, field const& value);
+  void erase_referrer(std::uint64_t oid, unsigned int column, field const& value);
+  void clear_references_to(std::uint64_t oid);
   void refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid);
   void flush_when_large();
 

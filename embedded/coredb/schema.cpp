@@ -94,6 +94,16 @@ class reader {
 
 }  // namespace
 
+std::vector<std::uint16_t> references_in(index_definition const& definition) {
+  std::vector<std::uint16_t> columns;
+  for (index_column_definition const& column : definition.columns) {
+    if (column.kind == column_kind::reference && column.column >= system_column_count) {
+      columns.push_back(column.column);
+    }
+  }
+  return columns;
+}
+
 schema::schema(std::uint64_t version, std::vector<layout_definition> layouts,
                std::vector<index_definition> indexes)
     : version_(version) {
@@ -172,7 +182,14 @@ void schema::add_index(index_definition&& definition) {
   for (std::unique_ptr<layout> const& candidate : layouts_) {
     if (!candidate->is_a(*root)) continue;
     made->covered.push_back(candidate->definition.id);
-    if (!made->definition.extent) candidate->indexes.push_back(made.get());
+    if (made->definition.extent) continue;
+    candidate->indexes.push_back(made.get());
+    for (std::uint16_t const column : references_in(made->definition)) {
+      if (std::count(candidate->indexed_references.begin(), candidate->indexed_references.end(),
+                     column) == 0) {
+        candidate->indexed_references.push_back(column);
+      }
+    }
   }
   std::sort(made->covered.begin(), made->covered.end());
   indexes_.push_back(std::move(made));

@@ -41,6 +41,9 @@ struct index_definition {
   bool extent = false;
 };
 
+// The columns of an index that refer to other objects.
+std::vector<std::uint16_t> references_in(index_definition const& definition);
+
 struct index;
 
 // A layout as the kernel uses it.
@@ -49,8 +52,10 @@ struct layout {
   std::vector<column_kind> kinds;      // Every column's, system columns and the base's included.
   std::vector<std::uint16_t> lineage;  // The outermost base first, this layout last.
   std::vector<index const*> indexes;   // With entries for this layout's objects; no extents.
-  std::uint32_t null_words = 0;        // 64-bit words of a record's null bitmap.
-  std::uint32_t record_bytes = 0;      // Size of a record's fixed part.
+  // Columns that refer to objects and stand in one of these indexes.
+  std::vector<std::uint16_t> indexed_references;
+  std::uint32_t null_words = 0;                        // 64-bit words of a record's null bitmap.
+  std::uint32_t record_bytes = 0;                      // Size of a record's fixed part.
   std::vector<unsigned char> set_specifier_record;     // A VELA_UCS2: count, units, zero unit.
   std::vector<unsigned char> set_specifier_densetext;  // What indexes over column 1 hold.
 

@@ -47,6 +47,23 @@ void edit_entry(fs::path const& path, char const* space, std::string key,
   mdb_env_close(environment);
 }
 
+// How many entries a key space of a database file has.
+std::size_t count_entries(fs::path const& path, char const* space) {
+  MDB_env* environment = nullptr;
+  EXPECT_EQ(mdb_env_create(&environment), 0);
+  EXPECT_EQ(mdb_env_set_maxdbs(environment, 8), 0);
+  EXPECT_EQ(mdb_env_open(environment, path.c_str(), MDB_NOSUBDIR, 0600), 0);
+  MDB_txn* transaction = nullptr;
+  EXPECT_EQ(mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction), 0);
+  MDB_dbi database = 0;
+  EXPECT_EQ(mdb_dbi_open(transaction, space, 0, &database), 0);
+  MDB_stat statistics{};
+  EXPECT_EQ(mdb_stat(transaction, database, &statistics), 0);
+  mdb_txn_abort(transaction);
+  mdb_env_close(environment);
+  return statistics.ms_entries;
+}
+
 struct sample {
   std::uint16_t layout = 0;
   std::uint64_t by_number = 0, extent = 0;
@@ -379,6 +396,41 @@ TEST(Processes, AKilledWriterLeavesItsLastCommit) {
     auto const transaction = database->begin_write();
     transaction->erase(extent.back());
     transaction->commit();
+  }
+}
+
+TEST(Files, NothingStaysOfDeletedObjectsAndDroppedClasses) {
+  scratch_directory const directory;
+  {
+    auto const database = database::open(directory / "db");
+    sample const written = make_sample(*database);
+    auto transaction = database->begin_write();
+    std::uint16_t const derived =
+        transaction->create_layout({0, written.layout, 0, u"AB", {kind::reference, kind::binary}});
+    transaction->create_index(
+        {0, derived, {{5, kind::reference, true}, {6, kind::binary, true}}, false, false});
+    oids objects;
+    for (int i = 0; i < 10; ++i) {
+      objects.push_back(insert(*transaction, derived,
+                               {unsigned_of(1), text_of(std::u16string(3000, u'l')),
+                                reference_of(64), binary_of(std::string(2000, 'b'))}));
+    }
+    transaction->commit();
+    transaction = database->begin_write();
+    update(*transaction, objects[0], 4, text_of(u"short"));
+    update(*transaction, objects[1], 4, null_of(kind::string));
+    update(*transaction, objects[2], 6, binary_of(std::string(5000, 'c')));
+    update(*transaction, objects[3], 5, null_of(kind::reference));
+    transaction->erase(objects[4]);
+    transaction->erase(64);
+    for (std::uint64_t oid = 65; oid < 64 + 200; ++oid) transaction->erase(oid);
+    transaction->commit();
+    transaction = database->begin_write();
+    transaction->drop_layout(derived);
+    transaction->commit();
+  }
+  for (char const* const space : {"blocks", "long", "extents", "entries"}) {
+    EXPECT_EQ(count_entries(directory / "db", space), 0u) << space;
   }
 }
 

@@ -257,6 +257,53 @@ TEST_F(Transactions, AUniqueIndexRefusesEqualKeysWithoutANull) {
   transaction->commit();
 }
 
+TEST_F(Transactions, AnIndexFindsAReferenceToADeletedObjectAsTheNullThatItReads) {
+  auto transaction = database->begin_write();
+  std::uint16_t const referring = transaction->create_layout(
+      {0, 0, 0, u"R", {kind::reference, kind::unsigned_integer, kind::reference}});
+  std::uint64_t const by_first =
+      transaction->create_index({0, referring, {{3, kind::reference, false}}, false, false});
+  std::uint64_t const target = insert(*transaction, layout, {unsigned_of(2), text_of(u"two")});
+  std::uint64_t const other = insert(*transaction, layout, {unsigned_of(3), text_of(u"three")});
+  oids written;
+  for (std::uint64_t i = 0; i < 6; ++i) {
+    written.push_back(insert(*transaction, referring,
+                             {reference_of(i % 2 == 0 ? target : other), unsigned_of(9),
+                              reference_of(i < 3 ? target : other)}));
+  }
+  // To itself, which must not keep it from going.
+  update(*transaction, written[5], 5, reference_of(written[5]));
+  // To another by now.
+  update(*transaction, written[4], 3, reference_of(other));
+  // Over objects that are there already, the reference behind another column.
+  std::uint64_t const by_second =
+      transaction->create_index({0,
+                                 referring,
+                                 {{4, kind::unsigned_integer, true}, {5, kind::reference, true}},
+                                 false,
+                                 false});
+  transaction->commit();
+
+  transaction = database->begin_write();
+  transaction->erase(target);
+  transaction->erase(written[5]);
+  transaction->commit();
+  auto const snapshot = database->begin_snapshot();
+  unsigned long const context = snapshot->handle();
+  std::vector<test_value> const null{null_of(kind::reference)};
+  EXPECT_EQ(scan(context, by_first, null, null), (oids{written[0], written[2]}));
+  EXPECT_EQ(scan(context, by_first, {reference_of(other)}, {reference_of(other)}),
+            (oids{written[1], written[3], written[4]}));
+  std::vector<test_value> const nine_null{unsigned_of(9), null_of(kind::reference)};
+  EXPECT_EQ(scan(context, by_second, nine_null, nine_null),
+            (oids{written[0], written[1], written[2]}));
+  EXPECT_EQ(scan(context, by_second).size(), 5u);
+  VELA_RECORD record{};
+  EXPECT_EQ(vela_context_get_reference(context, written[0], referring, 3, &record), status_null);
+  ASSERT_EQ(vela_context_get_reference(context, written[4], referring, 3, &record), status_ok);
+  EXPECT_EQ(record.oid, other);
+}
+
 TEST_F(Transactions, AnEndedTransactionRefusesEverything) {
   auto const transaction = database->begin_write();
   unsigned long const handle = transaction->handle();
