@@ -151,7 +151,7 @@ TEST_F(Catalogue, LayoutsAndSetSpecifiersFollowTheBases) {
 TEST(CatalogueSpecifiers, AreAmbiguousBetweenNoSiblings) {
   database data = database::open_temporary();
   transaction write = data.begin_write();
-  for (int i = 0; i < 120; ++i) {
+  for (int i = 0; i < 300; ++i) {
     std::string const number = std::to_string(i);
     write.define_class({.name = u"many.C" + std::u16string(number.begin(), number.end())});
   }
@@ -162,7 +162,7 @@ TEST(CatalogueSpecifiers, AreAmbiguousBetweenNoSiblings) {
                                  raw_key().number(write.class_reference(name).oid));
     specifiers.push_back(read.text(found.at(0), 3).value());
   }
-  ASSERT_EQ(specifiers.size(), 120u);
+  ASSERT_EQ(specifiers.size(), 300u);
   // Where one text begins with another, the sorted order has a neighbour that does.
   std::sort(specifiers.begin(), specifiers.end());
   for (std::size_t i = 1; i < specifiers.size(); ++i) {

@@ -138,6 +138,8 @@ TEST_F(Objects, PreparedRowsFollowTheirColumns) {
   inserter some = write.prepare_insert(u"s.Ball", {u"radius", u"text"});
   object_id const second = some.insert({decimal{6}, u"longer than the first"});
   object_id const third = some.insert({decimal{7}, null});
+  object_id last;
+  for (int i = 0; i < 10; ++i) last = some.insert({decimal{i}, u"as long as the second"});
   commit();
   EXPECT_EQ(read.text(read.object(first), 3), u"t");
   EXPECT_EQ(read.signed_number(read.object(first), 5), -1);
@@ -146,6 +148,7 @@ TEST_F(Objects, PreparedRowsFollowTheirColumns) {
   EXPECT_EQ(read.scaled(read.object(second), 12), 6);
   EXPECT_EQ(read.text(read.object(second), 3), u"longer than the first");
   EXPECT_EQ(read.text(read.object(third), 3), std::nullopt) << "no value of the row before";
+  EXPECT_EQ(read.text(read.object(last), 3), u"as long as the second");
 }
 
 TEST_F(Objects, ReservedObjectsAreReferredToBeforeTheyAreThere) {
