@@ -38,12 +38,11 @@ void copy_row(evaluation_context const& context, unsigned long position, std::ve
 
 // With a condition.
 //
-//     phase                how the fields say it              holds there
-//     right not read       `right` is present                 `right_rows` is empty
-//     between left rows    no `left_row`                      every right row has met the left rows
-//     so far joining a left row   `left_row` is present              the right rows before
-//     `position` have met it left ended           `left` is released                 unmatched
-//     right rows before `position` are out
+//     phase               how the fields say it    holds there
+//     right not read      `right` is present       `right_rows` is empty
+//     between left rows   no `left_row`            every right row has met the left rows so far
+//     joining             `left_row` is present    the right rows before `position` have met it
+//     left ended          `left` is released       the unmatched rows before `position` are out
 class full_join_enumerator final : public row_source {
  public:
   full_join_enumerator(node& left_node, node& right_node, unsigned long left_columns,
