@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 
+#include "db_util/int128.h"
 #include "db_util/value_kinds.h"
 #include "schema.h"
 
@@ -118,7 +119,7 @@ class code_point_reader {
     if (denominator <= 0) reader_.refuse(source.where, "the denominator is not positive");
     numeric_value result{reader_.text(source), std::nullopt};
     // In 128 bits nothing overflows here.
-    __extension__ using wide = __int128;
+    using wide = db_util::int128;
     wide const millionths = wide{numerator} * operator_library::Decimal::scale;
     wide const scaled = millionths / denominator;
     bool const exact = scaled * denominator == millionths;

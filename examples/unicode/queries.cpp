@@ -1,6 +1,10 @@
 #include "queries.h"
 
+#include <iterator>
+#include <utility>
+
 #include "physical_queryplan/build.h"
+#include "relational_queries.h"
 
 namespace unicode_demo {
 
@@ -157,6 +161,13 @@ PredicateVariant arithmetic_on_fractions() {
 }  // namespace
 
 std::vector<example_query> example_queries() {
+  std::vector<example_query> queries = object_queries();
+  std::vector<example_query> relational = relational_queries();
+  std::move(relational.begin(), relational.end(), std::back_inserter(queries));
+  return queries;
+}
+
+std::vector<example_query> object_queries() {
   output_column const code_column{"code", true};
   return {
       {"Numbers from a million on: a key range on the first of two index columns",

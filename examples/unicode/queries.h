@@ -24,6 +24,10 @@ struct example_query {
   physical_queryplan::QueryPlan::PredicateVariant (*plan)();
 };
 
+// All of them: object_queries and then relational_queries.
 std::vector<example_query> example_queries();
+
+// Key ranges, references, classes, text and arithmetic over the objects of one scan.
+std::vector<example_query> object_queries();
 
 }  // namespace unicode_demo
