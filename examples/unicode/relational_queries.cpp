@@ -47,13 +47,15 @@ PredicateVariant numbers_per_block_and_category() {
           build::order_by({{false, count}, {true, block_name}, {true, category}}, groups)));
 }
 
-PredicateVariant comments_and_names() {
+PredicateVariant fractions_by_value_and_name() {
   TableVariable const point = build::table(u"unicode.code_point");
   auto const column = [&](std::u16string_view name) { return build::column(point, name); };
-  Scan::ColBounds const prefix{.starts_with = {build::bound(build::text(u"LATIN SMALL LETTER Y"))}};
-  return build::transform({column(u"old_name"), column(u"name"), column(u"code")},
-                          build::order_by({{true, column(u"old_name")}, {false, column(u"name")}},
-                                          scan_by(point, u"unicode.code_point.by_name", {prefix})));
+  Scan::ColBounds const fractions{.less_or_equal = {build::bound(build::literal(0x215EUL))},
+                                  .greater_or_equal = {build::bound(build::literal(0x2150UL))}};
+  return build::transform(
+      {column(u"numeric_value"), column(u"name"), column(u"code")},
+      build::order_by({{true, column(u"numeric_value")}, {false, column(u"name")}},
+                      scan_by(point, u"unicode.code_point.by_code", {fractions})));
 }
 
 PredicateVariant code_points_of_blocks() {
@@ -171,11 +173,11 @@ std::vector<example_query> relational_queries() {
        {},
        numbers_per_block_and_category},
       {"Two sort keys in opposite directions; NULLs first",
-       "SELECT old_name, name, code FROM unicode.code_point\n"
-       " WHERE name STARTS WITH 'LATIN SMALL LETTER Y' ORDER BY old_name, name DESC",
-       {{"old_name"}, {"name"}, {"code", true}},
+       "SELECT numeric_value, name, code FROM unicode.code_point\n"
+       " WHERE code BETWEEN 8528 AND 8542 ORDER BY numeric_value, name DESC",
+       {{"numeric_value"}, {"name"}, {"code", true}},
        {},
-       comments_and_names},
+       fractions_by_value_and_name},
       {"A join whose right side takes its key range from the left row",
        "SELECT b.first, b.name, count(*) FROM unicode.block b\n"
        "  JOIN unicode.code_point p ON p.code BETWEEN b.first AND b.last\n"

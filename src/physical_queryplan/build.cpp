@@ -77,4 +77,35 @@ PredicateVariant transform(std::vector<Expression> outputs, PredicateVariant chi
   return Transform{std::move(outputs), std::move(child)};
 }
 
+PredicateVariant inner_join(PredicateVariant left, PredicateVariant right) {
+  return QueryPlan::Join<shared_classes::Inner>{std::move(left), std::move(right)};
+}
+
+PredicateVariant left_join(PredicateVariant left, PredicateVariant right) {
+  return QueryPlan::Join<shared_classes::Left>{std::move(left), std::move(right)};
+}
+
+PredicateVariant full_join(std::optional<Expression> condition, PredicateVariant left,
+                           PredicateVariant right) {
+  return QueryPlan::FullJoin{std::move(condition), std::move(left), std::move(right)};
+}
+
+PredicateVariant union_all(PredicateVariant left, PredicateVariant right) {
+  return QueryPlan::Union{std::move(left), std::move(right)};
+}
+
+PredicateVariant order_by(std::vector<QueryPlan::OrderBy::Key> keys, PredicateVariant child) {
+  return QueryPlan::OrderBy{std::move(keys), std::move(child)};
+}
+
+PredicateVariant limit(std::optional<Expression> row_limit, std::optional<Expression> row_offset,
+                       PredicateVariant child) {
+  return QueryPlan::LimitOffset{std::move(row_limit), std::move(row_offset), std::move(child)};
+}
+
+PredicateVariant aggregation(std::vector<QueryPlan::AggregateVariant> aggregates,
+                             std::vector<QueryPlan::Alias> group_by, PredicateVariant child) {
+  return QueryPlan::Aggregation{std::move(aggregates), std::move(group_by), std::move(child)};
+}
+
 }  // namespace physical_queryplan::build

@@ -12,6 +12,7 @@
 // <name> is not defined." for an unknown name.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -143,5 +144,33 @@ PredicateVariant scan(QueryPlan::TableVariable variable, meta_data::Index index,
 PredicateVariant filter(Expression condition, PredicateVariant child);
 PredicateVariant extend(std::vector<QueryPlan::Alias> aliases, PredicateVariant child);
 PredicateVariant transform(std::vector<Expression> outputs, PredicateVariant child);
+// The right side's scans and conditions may use the variables of the left side.
+PredicateVariant inner_join(PredicateVariant left, PredicateVariant right);
+PredicateVariant left_join(PredicateVariant left, PredicateVariant right);
+PredicateVariant full_join(std::optional<Expression> condition, PredicateVariant left,
+                           PredicateVariant right);
+PredicateVariant union_all(PredicateVariant left, PredicateVariant right);
+PredicateVariant order_by(std::vector<QueryPlan::OrderBy::Key> keys, PredicateVariant child);
+PredicateVariant limit(std::optional<Expression> row_limit, std::optional<Expression> row_offset,
+                       PredicateVariant child);
+PredicateVariant aggregation(std::vector<QueryPlan::AggregateVariant> aggregates,
+                             std::vector<QueryPlan::Alias> group_by, PredicateVariant child);
+
+// An aggregate of arguments of kind T, whose result is known as `output`: aggregate<Max,
+// long>(...).
+template <typename Tag, kinds::one_of<kinds::values> T, typename R>
+QueryPlan::AggregateVariant aggregate(QueryPlan::Derived<R> output, Expression argument) {
+  using signature = typename Tag::signature;
+  constexpr std::size_t position = detail::overload_for<T, signature>::position;
+  static_assert(position < std::variant_size_v<signature>, "the aggregate does not take this kind");
+  return QueryPlan::AggregateOperator<Tag>{
+      signature(std::in_place_index<position>), {std::move(argument)}, output};
+}
+// An aggregate with one overload: CountStar, CountDistinctVariadric.
+template <typename Tag, typename R>
+requires(std::variant_size_v<typename Tag::signature> == 1) QueryPlan::AggregateVariant
+    aggregate(QueryPlan::Derived<R> output, std::vector<Expression> arguments = {}) {
+  return QueryPlan::AggregateOperator<Tag>{{}, std::move(arguments), output};
+}
 
 }  // namespace physical_queryplan::build
