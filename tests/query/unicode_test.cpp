@@ -192,7 +192,7 @@ class unicode_test : public testing::Test {
   static void TearDownTestSuite() { data.reset(); }
 
   static std::vector<std::string> answer(std::size_t number) {
-    auto const query = unicode_demo::example_queries().at(number - 1);
+    auto const query = unicode_demo::object_queries().at(number - 1);
     auto snapshot = data->begin_snapshot();
     auto const binding = snapshot.bind();
     auto const result =
