@@ -18,7 +18,7 @@ std::size_t boost_hash::operator()(value const& content) const {
   return hash_value(content);
 }
 
-std::size_t boost_hash::operator()(row const& content) const {
+std::size_t boost_hash::operator()(std::span<value const> content) const {
   return boost::hash_range(content.begin(), content.end());
 }
 
@@ -110,7 +110,7 @@ void count_distinct_variadric::runner::add_value(evaluation_context const& conte
   if (std::any_of(content.begin(), content.end(), is_nan)) {
     ++unequal_rows;
   } else {
-    seen.insert(std::move(content));
+    seen.insert(content);
   }
 }
 
@@ -138,13 +138,13 @@ std::vector<runner_variant> make_runners(std::vector<aggregate_variant> const& a
   return transform_list<std::vector<runner_variant>>(aggregates, make_runner);
 }
 
-void add_value(evaluation_context& context, std::vector<runner_variant>& runners) {
+void add_value(evaluation_context& context, std::span<runner_variant> runners) {
   for (runner_variant& runner : runners) {
     std::visit([&context](auto& state) { state.add_value(context); }, runner);
   }
 }
 
-std::vector<value> get_result(std::vector<runner_variant> const& runners) {
+std::vector<value> get_result(std::span<runner_variant const> runners) {
   return transform_list<std::vector<value>>(runners, [](runner_variant const& runner) {
     return std::visit([](auto const& state) { return state.get_result(); }, runner);
   });

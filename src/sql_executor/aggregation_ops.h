@@ -1,7 +1,9 @@
 // The aggregate functions: a description in the node, and a runner per group of rows.
 #pragma once
 
+#include <memory>
 #include <optional>
+#include <span>
 #include <unordered_set>
 #include <variant>
 #include <vector>
@@ -15,7 +17,23 @@ namespace qd::sql_executor {
 // Hashes a value or a row as Boost does: distinct sets, and the groups, whose order it decides.
 struct boost_hash {
   std::size_t operator()(value const& content) const;
-  std::size_t operator()(row const& content) const;
+  std::size_t operator()(std::span<value const> content) const;
+};
+
+// The different contents met so far; nothing but a pointer until the first, so that runners stay
+// small: there is one of each per group.
+template <typename Content>
+class distinct_set {
+ public:
+  void insert(Content const& content) {
+    if (contents_ == nullptr) contents_ = std::make_unique<set>();
+    contents_->insert(content);
+  }
+  unsigned long size() const { return contents_ == nullptr ? 0 : contents_->size(); }
+
+ private:
+  using set = std::unordered_set<Content, boost_hash>;
+  std::unique_ptr<set> contents_;
 };
 
 namespace aggregators {
@@ -168,7 +186,7 @@ struct count_distinct_variadric {
 
    private:
     count_distinct_variadric const& description;
-    std::unordered_set<row, boost_hash> seen;
+    distinct_set<row> seen;
     // Rows with a NaN, which equal nothing. They all have one hash: in the set, each would be
     // compared with every other.
     unsigned long unequal_rows = 0;
@@ -188,7 +206,7 @@ struct count_distinct_single {
 
    private:
     operators::operand const& argument;
-    std::unordered_set<value, boost_hash> seen;
+    distinct_set<value> seen;
     unsigned long unequal_values = 0;  // NaNs.
   };
 
@@ -219,9 +237,9 @@ runner_variant make_runner(aggregate_variant const& aggregate);
 std::vector<runner_variant> make_runners(std::vector<aggregate_variant> const& aggregates);
 
 // Feeds the bound row to each runner, in order.
-void add_value(evaluation_context& context, std::vector<runner_variant>& runners);
+void add_value(evaluation_context& context, std::span<runner_variant> runners);
 
 // The results, in order.
-std::vector<value> get_result(std::vector<runner_variant> const& runners);
+std::vector<value> get_result(std::span<runner_variant const> runners);
 
 }  // namespace qd::sql_executor

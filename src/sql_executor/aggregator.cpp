@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory_resource>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 #include "sql_executor/row_source.h"
 
@@ -34,21 +36,20 @@ class aggregator_enumerator final : public row_source {
       ++cursor;
       return true;
     }
-    if (unequal_cursor < unequal_groups.size()) {
-      append_group(context, unequal_groups[unequal_cursor].first,
-                   unequal_groups[unequal_cursor].second);
-      ++unequal_cursor;
-      return true;
-    }
-    return false;
+    if (unequal_cursor == unequal_groups.size()) return false;
+    auto const& [group_key, runners] = unequal_groups[unequal_cursor++];
+    append_group(context, group_key, runners);
+    return true;
   }
 
  private:
+  using key_row = std::pmr::vector<value>;
+  using runner_list = std::pmr::vector<runner_variant>;
   // Boost's hash and no reserve: they decide the order in which groups come out.
-  using group_map = std::unordered_map<row, std::vector<runner_variant>, boost_hash>;
+  using group_map = std::pmr::unordered_map<key_row, runner_list, boost_hash>;
 
   void initialize_map(evaluation_context& context) {
-    groups.emplace();
+    groups.emplace(&memory);
     unsigned long const base = context.bound_data.size();
     while (child.append_next(context)) {
       add_value(context, group_of_bound_row(context));
@@ -58,35 +59,44 @@ class aggregator_enumerator final : public row_source {
   }
 
   // The runners of the group to which the bound row belongs, made for its first row.
-  std::vector<runner_variant>& group_of_bound_row(evaluation_context& context) {
+  runner_list& group_of_bound_row(evaluation_context& context) {
     key.clear();
     for (operators::operator_ptr const& expression : group_by) {
       key.push_back(expression->eval(context));
     }
     if (std::any_of(key.begin(), key.end(), is_nan)) {
-      return unequal_groups.emplace_back(std::move(key), make_runners(aggregates)).second;
+      auto& [group_key, runners] = unequal_groups.emplace_back(key, runner_list(&memory));
+      append_runners(runners);
+      return runners;
     }
-    group_map::iterator const found = groups->find(key);
-    if (found != groups->end()) return found->second;
-    return groups->emplace(key, make_runners(aggregates)).first->second;
+    auto const [group, is_new] = groups->try_emplace(key);
+    if (is_new) append_runners(group->second);
+    return group->second;
   }
 
-  static void append_group(evaluation_context& context, row const& group_key,
-                           std::vector<runner_variant> const& runners) {
+  void append_runners(runner_list& runners) const {
+    runners.reserve(aggregates.size());
+    for (aggregate_variant const& aggregate : aggregates) runners.push_back(make_runner(aggregate));
+  }
+
+  static void append_group(evaluation_context& context, key_row const& group_key,
+                           runner_list const& runners) {
     append_values(context, get_result(runners));
     context.bound_data.insert(context.bound_data.end(), group_key.begin(), group_key.end());
   }
 
+  // Keys and runners of one group stand side by side here, and all go at once.
+  std::pmr::monotonic_buffer_resource memory;
   std::optional<group_map> groups;
   group_map::iterator cursor;
   // Groups whose key holds a NaN: of one row each, as a NaN equals nothing. They all have one hash:
   // in the map, each would be compared with every other.
-  std::vector<std::pair<row, std::vector<runner_variant>>> unequal_groups;
+  std::vector<std::pair<key_row, runner_list>> unequal_groups;
   unsigned long unequal_cursor = 0;
   std::vector<operators::operator_ptr> const& group_by;
   std::vector<aggregate_variant> const& aggregates;
   row_input child;
-  row key;  // Scratch: the key of the bound row.
+  key_row key;  // Scratch: the key of the bound row.
 };
 
 // The one row of an aggregation without grouping, also over no rows.
