@@ -19,7 +19,10 @@ std::size_t position_of_handle(unsigned long handle) {
 std::unique_ptr<write_state> read_counters(store_transaction const& transaction) {
   auto state = std::make_unique<write_state>();
   if (std::optional<byte_view> const counters = transaction.get(keyspace::meta, counters_name())) {
-    if (counters->size() != 24) throw error(error_kind::storage, "the counters are damaged");
+    if (counters->size() != 24) {
+      throw error(error_kind::storage, "database \"" + transaction.parent().path().string() +
+                                           "\": the counters are damaged");
+    }
     state->next_block = get<std::uint64_t>(counters->data());
     state->next_index = get<std::uint64_t>(counters->data() + 8);
     state->next_layout = get<std::uint64_t>(counters->data() + 16);

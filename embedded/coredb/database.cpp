@@ -52,6 +52,25 @@ byte_view counters_name() {
   return name("counters");
 }
 
+namespace {
+
+// The stored schema, or the empty one of a new database. What is wrong with a stored one is a fault
+// of the file, whatever it would be in a definition.
+std::shared_ptr<schema const> decode_schema(std::optional<byte_view> const& stored,
+                                            std::filesystem::path const& path) {
+  if (!stored) {
+    return std::make_shared<schema const>(0, std::vector<layout_definition>{},
+                                          std::vector<index_definition>{});
+  }
+  try {
+    return schema::decode(*stored);
+  } catch (error const& met) {
+    throw error(error_kind::storage, "database \"" + path.string() + "\": " + met.what());
+  }
+}
+
+}  // namespace
+
 open_registration::open_registration(dev_t device, ino_t inode, std::weak_ptr<database_state> state)
     : file_(device, inode) {
   all_open().states[file_] = std::move(state);
@@ -71,10 +90,7 @@ std::shared_ptr<schema const> database_state::read_schema(store_transaction cons
     std::lock_guard const lock(mutex_);
     if (schema_ && schema_->version() == version) return schema_;
   }
-  std::shared_ptr<schema const> read =
-      stored ? schema::decode(*stored)
-             : std::make_shared<schema const>(0, std::vector<layout_definition>{},
-                                              std::vector<index_definition>{});
+  std::shared_ptr<schema const> const read = decode_schema(stored, storage.path());
   std::lock_guard const lock(mutex_);
   schema_ = read;
   return read;

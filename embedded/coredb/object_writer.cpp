@@ -323,6 +323,7 @@ void object_writer::clear_references_to(std::uint64_t oid) {
   }
 }
 
+// Throws when another object has the key; the object itself is not entered under it.
 void object_writer::refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid) {
   if (!state_.unique_cursor)
     state_.unique_cursor.emplace(context_.transaction(), keyspace::entries);
@@ -336,7 +337,6 @@ void object_writer::refuse_equal_key(index const& index, key_buffer const& key, 
     if (!is_entry_of(index, cursor.key())) return;
     entry_view const entry = read_entry(index, cursor.key(), cursor.value());
     if (compare_bytes(entry.key, kept) != 0) return;
-    if (entry.oid == oid) continue;
     if (cut) {
       key_buffer whole;
       append_record_key(whole, index, entry, context_);

@@ -174,6 +174,30 @@ TEST_F(Contexts, TooManyContextsAndIteratorsAreRefusedUntilSomeEnd) {
   EXPECT_EQ(scan(context, extent), objects);
 }
 
+TEST(Opening, ManyThreadsOpenAndCloseOneFile) {
+  scratch_directory const directory;
+  std::uint64_t extent = 0;
+  {
+    auto const database = database::open(directory / "db");
+    auto const transaction = database->begin_write();
+    std::uint16_t const layout = transaction->create_layout({0, 0, 0, u"A", {}});
+    extent = transaction->create_index(
+        {0, layout, {{own_reference_column, kind::reference, true}}, false, true});
+    for (int i = 0; i < 100; ++i) transaction->insert(layout, {});
+    transaction->commit();
+  }
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int j = 0; j < 100; ++j) {
+        auto const database = database::open(directory / "db", {.create = false});
+        EXPECT_EQ(scan(database->begin_snapshot()->handle(), extent).size(), 100u);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
 // Readers, a writer and stops at once, for the thread sanitizer; every reader sees one moment: the
 // writer moves amounts about and keeps their sum.
 TEST_F(Contexts, ReadersSeeWholeCommitsBesideAWriterAndStops) {

@@ -244,8 +244,10 @@ TEST(Files, DamagedSchemasAndTextsAreReported) {
   edit_entry(directory / "db", "meta", "schema",
              [](std::string bytes) { return bytes.substr(0, bytes.size() / 2); });
   auto const schemaless = database::open(directory / "db");
-  expect_error(error_kind::storage, "schema", [&] { schemaless->begin_snapshot(); });
-  expect_error(error_kind::storage, "schema", [&] { schemaless->begin_write(); });
+  expect_error(error_kind::storage, "db\": the stored schema is damaged",
+               [&] { schemaless->begin_snapshot(); });
+  expect_error(error_kind::storage, "db\": the stored schema is damaged",
+               [&] { schemaless->begin_write(); });
   // The heap offset of the first object's text, behind header, null bitmap and number.
   edit_entry(directory / "texts", "blocks", block_key(1), [](std::string image) {
     flip(image, 32 + 16 + 2);
