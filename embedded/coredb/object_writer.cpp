@@ -16,10 +16,6 @@ constexpr std::size_t longest_value = 0xFFFFFFF0;
   throw error(error_kind::bad_object, text);
 }
 
-std::string object_name(std::uint64_t oid) {
-  return "object " + std::to_string(oid);
-}
-
 void check_field(layout const& layout, unsigned int column, field const& value) {
   std::string problem;
   if (value.kind != layout.kinds[column]) {
@@ -129,7 +125,7 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
     state_.keys[i].clear();
     append_storage_key(state_.keys[i], index, field_of);
     if (index.definition.unique && !is_null_in_key(index, field_of)) {
-      refuse_equal_key(index, state_.keys[i], oid);
+      indexes_.refuse_equal_key(index, state_.keys[i], oid);
     }
   }
   change_scope scope(state_);
@@ -141,10 +137,10 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
     set_field(block, oid, static_cast<unsigned int>(i + system_column_count), value, layout);
   }
   for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
-    put_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+    indexes_.put(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
   }
   for (std::uint16_t const column : layout.indexed_references) {
-    put_referrer(oid, column, field_of(column));
+    indexes_.put_referrer(oid, column, field_of(column));
   }
   flush_when_large();
   scope.done();
@@ -180,7 +176,7 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
     append_storage_key(state_.old_keys[i], index, old_field_of);
     bool const same = compare_bytes(state_.keys[i].bytes(), state_.old_keys[i].bytes()) == 0;
     if (!same && index.definition.unique && !is_null_in_key(index, field_of)) {
-      refuse_equal_key(index, state_.keys[i], oid);
+      indexes_.refuse_equal_key(index, state_.keys[i], oid);
     }
   }
   change_scope scope(state_);
@@ -188,8 +184,8 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
     field const before = old_field_of(column);
     field const after = field_of(column);
     if (before.null == after.null && before.word == after.word) continue;
-    erase_referrer(oid, column, before);
-    put_referrer(oid, column, after);
+    indexes_.erase_referrer(oid, column, before);
+    indexes_.put_referrer(oid, column, after);
   }
   dirty_block& block = edit(block_of(oid), layout);
   for (field_change const& change : changes) {
@@ -197,8 +193,8 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
   }
   for (std::size_t i = 0; i < count; ++i) {
     if (compare_bytes(state_.keys[i].bytes(), state_.old_keys[i].bytes()) == 0) continue;
-    erase_entry(*layout.indexes[i], state_.old_keys[i], oid, layout.definition.id);
-    put_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+    indexes_.erase(*layout.indexes[i], state_.old_keys[i], oid, layout.definition.id);
+    indexes_.put(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
   }
   flush_when_large();
   scope.done();
@@ -218,7 +214,7 @@ void object_writer::erase(std::uint64_t oid) {
     });
   }
   for (std::uint16_t const column : layout.indexed_references) {
-    erase_referrer(oid, column, read_field(record, column, context_.transaction()));
+    indexes_.erase_referrer(oid, column, read_field(record, column, context_.transaction()));
   }
   dirty_block& block = edit(block_of(oid), layout);
   for (std::size_t column = system_column_count; column < layout.kinds.size(); ++column) {
@@ -228,7 +224,7 @@ void object_writer::erase(std::uint64_t oid) {
   }
   block.editor.remove(record_of(oid));
   for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
-    erase_entry(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+    indexes_.erase(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
   }
   flush_when_large();
   scope.done();
@@ -268,84 +264,16 @@ void object_writer::set_field(dirty_block& block, std::uint64_t oid, unsigned in
   block.editor.set(record_of(oid), stored, value, layout);
 }
 
-void object_writer::put_entry(index const& index, key_buffer const& key, std::uint64_t oid,
-                              std::uint16_t layout) {
-  stored_entry const entry(index, key.bytes(), oid, layout);
-  context_.transaction().put(keyspace::entries, entry.key(), entry.value());
-}
-
-void object_writer::erase_entry(index const& index, key_buffer const& key, std::uint64_t oid,
-                                std::uint16_t layout) {
-  stored_entry const entry(index, key.bytes(), oid, layout);
-  if (!context_.transaction().erase(keyspace::entries, entry.key())) {
-    throw error(error_kind::storage, "index " + std::to_string(index.definition.id) +
-                                         " is damaged: it lacks " + object_name(oid));
-  }
-}
-
-void object_writer::put_referrer(std::uint64_t oid, unsigned int column, field const& value) {
-  if (value.null) return;
-  referrer_key const key(value.word, oid, column);
-  context_.transaction().put(keyspace::entries, key.view(), {});
-}
-
-void object_writer::erase_referrer(std::uint64_t oid, unsigned int column, field const& value) {
-  if (value.null) return;
-  referrer_key const key(value.word, oid, column);
-  context_.transaction().erase(keyspace::entries, key.view());
-}
-
 // Makes the indexed references to an object NULL, but for its own.
 void object_writer::clear_references_to(std::uint64_t oid) {
-  std::vector<std::vector<unsigned char>> keys;
-  {
-    referrer_key const first(oid, 0, 0);
-    store_cursor cursor(context_.transaction(), keyspace::entries);
-    for (bool found = cursor.seek(first.view()); found; found = cursor.next()) {
-      if (cursor.key().size() != sizeof first.bytes ||
-          compare_bytes(cursor.key().first(first.target_part().size()), first.target_part()) != 0) {
-        break;
-      }
-      keys.emplace_back(cursor.key().begin(), cursor.key().end());
-    }
-  }
-  for (std::vector<unsigned char> const& key : keys) {
-    std::uint64_t const referrer = get_big_endian(key.data() + 9);
-    auto const column = static_cast<unsigned int>(get_big_endian(key.data() + 17));
-    unsigned char const* const image = context_.block(block_of(referrer));
-    if (referrer != oid && block_has(image, record_of(referrer))) {
-      record_view const record{image, &find_layout(block_layout(image)), referrer};
-      field const value = read_field(record, column, context_.transaction());
-      field_change const change{column, field::of_null(column_kind::reference)};
-      if (!value.null && value.word == oid) update(referrer, {&change, 1});
-    }
-    context_.transaction().erase(keyspace::entries, key);
-  }
-}
-
-// Throws when another object has the key; the object itself is not entered under it.
-void object_writer::refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid) {
-  if (!state_.unique_cursor)
-    state_.unique_cursor.emplace(context_.transaction(), keyspace::entries);
-  store_cursor& cursor = *state_.unique_cursor;
-  byte_view const kept = key.bytes().first(std::min(key.size(), longest_entry_key(index)));
-  bool const cut = kept.size() < key.size();
-  key_buffer wanted;
-  wanted.append(index.prefix.data(), index.prefix.size());
-  wanted.append(kept.data(), kept.size());
-  for (bool found = cursor.seek(wanted.bytes()); found; found = cursor.next()) {
-    if (!is_entry_of(index, cursor.key())) return;
-    entry_view const entry = read_entry(index, cursor.key(), cursor.value());
-    if (compare_bytes(entry.key, kept) != 0) return;
-    if (cut) {
-      key_buffer whole;
-      append_record_key(whole, index, entry, context_);
-      if (compare_bytes(whole.bytes(), key.bytes()) != 0) continue;
-    }
-    throw unique_violation("unique index " + std::to_string(index.definition.id) +
-                               " has the key of " + object_name(oid) + " already, for " +
-                               object_name(entry.oid),
-                           index.definition.id, entry.oid);
+  for (index_writer::referrer const& found : indexes_.take_referrers(oid)) {
+    unsigned char const* const image = context_.block(block_of(found.oid));
+    if (found.oid == oid || !block_has(image, record_of(found.oid))) continue;
+    record_view const record{image, &find_layout(block_layout(image)), found.oid};
+    field const value = read_field(record, found.column, context_.transaction());
+    if (value.null || value.word != oid) continue;
+    field_change const change{found.column, field::of_null(column_kind::reference)};
+    update(found.oid, {&change, 1});
   }
 }
 
@@ -369,23 +297,14 @@ void object_writer::build_index(index const& index) {
         key.clear();
         append_storage_key(key, index, field_of);
         if (index.definition.unique && !is_null_in_key(index, field_of)) {
-          refuse_equal_key(index, key, record.oid);
+          indexes_.refuse_equal_key(index, key, record.oid);
         }
-        put_entry(index, key, record.oid, id);
+        indexes_.put(index, key, record.oid, id);
         for (std::uint16_t const column : references) {
-          put_referrer(record.oid, column, field_of(column));
+          indexes_.put_referrer(record.oid, column, field_of(column));
         }
       }
     }
-  }
-}
-
-void object_writer::erase_entries(index const& index) {
-  store_cursor cursor(context_.transaction(), keyspace::entries);
-  std::vector<unsigned char> key;
-  while (cursor.seek(index.prefix) && is_entry_of(index, cursor.key())) {
-    key.assign(cursor.key().begin(), cursor.key().end());
-    context_.transaction().erase(keyspace::entries, key);
   }
 }
 

@@ -1,4 +1,4 @@
-// Writes objects and keeps the entries of their indexes in step.
+// Writes objects and keeps the indexes over them in step.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "coredb/context.h"
+#include "coredb/index_writer.h"
 #include "coredb/record_key.h"
 #include "coredb/write_state.h"
 
@@ -37,27 +38,10 @@ struct next_oid_key {
   unsigned char bytes[3];
 };
 
-// Says, in keyspace::entries, that a column that stands in an index refers to an object. When that
-// object goes, the reference becomes NULL in the record and in the indexes: a scan for NULL finds
-// what a read says is NULL. Columns in no index need no such entry, for their reads look at the
-// object anyway. An entry may be left behind when an index is dropped, and means nothing then.
-struct referrer_key {
-  // Less than every index prefix.
-  static constexpr unsigned char mark = 0;
-  referrer_key(std::uint64_t target, std::uint64_t referrer, unsigned int column) {
-    bytes[0] = mark;
-    put_big_endian(bytes + 1, target);
-    put_big_endian(bytes + 9, referrer);
-    put_big_endian(bytes + 17, column);
-  }
-  byte_view view() const { return bytes; }
-  byte_view target_part() const { return view().first(9); }
-  unsigned char bytes[25];
-};
-
 class object_writer {
  public:
-  explicit object_writer(context& context) : context_(context), state_(*context.writer()) {}
+  explicit object_writer(context& context)
+      : context_(context), state_(*context.writer()), indexes_(context) {}
 
   std::uint64_t insert(std::uint16_t layout, std::span<field const> fields);
   std::uint64_t reserve(std::uint16_t layout, std::uint64_t count);
@@ -67,7 +51,6 @@ class object_writer {
 
   // Enters the objects that are there into a new index.
   void build_index(index const& index);
-  void erase_entries(index const& index);
 
   // The blocks that hold objects of a layout.
   std::vector<std::uint64_t> blocks_of(std::uint16_t layout);
@@ -83,18 +66,12 @@ class object_writer {
   dirty_block& edit(std::uint64_t number, layout const& layout);
   void set_field(dirty_block& block, std::uint64_t oid, unsigned int column, field const& value,
                  layout const& layout);
-  void put_entry(index const& index, key_buffer const& key, std::uint64_t oid,
-                 std::uint16_t layout);
-  void erase_entry(index const& index, key_buffer const& key, std::uint64_t oid,
-                   std::uint16_t layout);
-  void put_referrer(std::uint64_t oid, unsigned int column, field const& value);
-  void erase_referrer(std::uint64_t oid, unsigned int column, field const& value);
   void clear_references_to(std::uint64_t oid);
-  void refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid);
   void flush_when_large();
 
   context& context_;
   write_state& state_;
+  index_writer indexes_;
 };
 
 }  // namespace qd::coredb

@@ -170,7 +170,7 @@ std::uint64_t write_transaction::create_index(index_definition const& definition
   try {
     if (!chosen.extent) writer.build_index(made);
   } catch (unique_violation const&) {
-    writer.erase_entries(made);
+    index_writer(*context_).erase_all(made);
     scope.done();
     throw;
   }
@@ -189,7 +189,7 @@ void write_transaction::drop_index(std::uint64_t id) {
   std::shared_ptr<coredb::schema const> changed =
       changed_schema(*context_, layouts_of(context_->schema()), std::move(indexes));
   change_scope scope(state);
-  object_writer(*context_).erase_entries(*found);
+  index_writer(*context_).erase_all(*found);
   take_schema(*context_, std::move(changed));
   scope.done();
 }

@@ -1,0 +1,45 @@
+// Writes the entries of indexes, and the notes of who refers to whom that keep them right.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "coredb/context.h"
+#include "coredb/record_key.h"
+
+namespace qd::coredb {
+
+inline std::string object_name(std::uint64_t oid) {
+  return "object " + std::to_string(oid);
+}
+
+class index_writer {
+ public:
+  explicit index_writer(context& context) : context_(context) {}
+
+  void put(index const& index, key_buffer const& key, std::uint64_t oid, std::uint16_t layout);
+  void erase(index const& index, key_buffer const& key, std::uint64_t oid, std::uint16_t layout);
+  void erase_all(index const& index);
+  // Throws unique_violation when an object has this whole key; `oid`, which wants it, has not.
+  void refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid);
+
+  // A column that stands in an index and holds `oid` of another object is noted under that object.
+  // When the object goes, the reference becomes NULL in the record and in the indexes, so that a
+  // scan for NULL finds what a read says is NULL. (References in no index need no note: their reads
+  // look at the object.) A note may outlive its reference, when an index was dropped, and means
+  // nothing then.
+  void put_referrer(std::uint64_t oid, unsigned int column, field const& value);
+  void erase_referrer(std::uint64_t oid, unsigned int column, field const& value);
+  struct referrer {
+    std::uint64_t oid;
+    unsigned int column;
+  };
+  // The notes under an object, which are gone afterwards.
+  std::vector<referrer> take_referrers(std::uint64_t target);
+
+ private:
+  context& context_;
+};
+
+}  // namespace qd::coredb
