@@ -1,5 +1,7 @@
 #include "field_reader.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <system_error>
 
