@@ -191,7 +191,7 @@ AggregateOperator<Tag> aggregate(std::vector<Expression> arguments,
   return {{}, std::move(arguments), std::move(output)};
 }
 
-[[maybe_unused]] PredicateVariant aggregated(bool grouped) {
+PredicateVariant aggregated(bool grouped) {
   TableVariable const things = build::table(thing);
   Expression const level = build::column(things, u"level");
   Expression const name = build::column(things, u"name");
@@ -226,7 +226,7 @@ AggregateOperator<Tag> aggregate(std::vector<Expression> arguments,
   return build::transform(std::move(outputs), std::move(groups));
 }
 
-[[maybe_unused]] PredicateVariant sorted_union_with_limit() {
+PredicateVariant sorted_union_with_limit() {
   TableVariable const things = build::table(thing);
   Expression const name = build::column(things, u"name");
   PredicateVariant const by_price =
@@ -311,6 +311,9 @@ std::vector<sample> all(object_id an_object) {
           {"left join", correlated_join<shared_classes::Left>()},
           {"full join on a condition", full_join(true)},
           {"full join without a condition", full_join(false)},
+          {"aggregates", aggregated(false)},
+          {"groups", aggregated(true)},
+          {"sorted union with a limit", sorted_union_with_limit()},
           {"one row", one_row()}};
 }
 
@@ -318,7 +321,11 @@ std::vector<sample> long_running() {
   Expression const name = build::column(build::table(other, 1), u"name");
   Expression const never = build::operation<ops::NotEqual, dt_string>(name, name);
   PredicateVariant const nothing = cross_product(never);
-  return {{"filter", build::transform({name}, nothing)}};
+  auto const count = build::derived<long>(1);
+  PredicateVariant counted = Aggregation{{aggregate<ops::CountStar>({}, count)}, {}, nothing};
+  return {{"filter", build::transform({name}, nothing)},
+          {"sort", build::transform({name}, OrderBy{{{true, name}}, nothing})},
+          {"aggregate", build::transform({count}, std::move(counted))}};
 }
 
 std::vector<qd::sql_executor::value> parameters() {

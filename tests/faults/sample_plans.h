@@ -31,7 +31,8 @@ struct sample {
 // calling thread.
 std::vector<sample> all(qd::embedded::object_id an_object);
 
-// A filter that lets nothing through over the cross product of three scans, and the same sorted.
+// A filter that lets nothing through over the cross product of three scans; the same sorted, and
+// counted.
 std::vector<sample> long_running();
 
 std::vector<qd::sql_executor::value> parameters();

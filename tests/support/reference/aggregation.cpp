@@ -16,6 +16,7 @@ namespace {
 struct accumulator {
   value total = null_value();
   wide_integer exact_total = 0;
+  wide_integer magnitude = 0;  // Of all that a sum has added.
   unsigned long count = 0;
   std::vector<row> distinct;
 
@@ -28,8 +29,19 @@ struct accumulator {
 
 struct context {
   environment const& scope;
+  bool loose;  // The rows may come in another order.
   bool& unspecified;
 };
+
+// Whether a sum of exact numbers overflows may depend on their order.
+bool may_overflow(value const& next, accumulator& to) {
+  long const* const whole = std::get_if<long>(&next);
+  decimal const* const fixed = std::get_if<decimal>(&next);
+  if (!whole && !fixed) return false;
+  wide_integer const number = whole ? *whole : fixed->scaled;
+  to.magnitude += number < 0 ? -number : number;
+  return to.magnitude > (whole ? std::numeric_limits<long>::max() : 4'398'046'511'103'999'999);
+}
 
 value argument(std::vector<Expression> const& arguments, context const& in) {
   return evaluate(arguments.at(0), in.scope);
@@ -43,6 +55,7 @@ void add(plan::AggregateOperator<ops::Sum> const& sum, accumulator& to, context 
   value next = argument(sum.arguments, in);
   if (is_null(next)) return;
   if (kind_of(next) == of_unsigned) next = convert(next, of_signed, {});
+  if (may_overflow(next, to) && in.loose) in.unspecified = true;
   to.total = is_null(to.total) ? next : add_same_kind(to.total, next);
 }
 void add(plan::AggregateOperator<ops::Count> const& count, accumulator& to, context const& in) {
@@ -133,7 +146,7 @@ relation enumerate(plan::Aggregation const& aggregation, environment& scope) {
     groups.push_back({std::move(keys), std::vector<accumulator>(aggregation.aggregates.size())});
   };
   if (aggregation.group_by.empty()) new_group({});
-  context const in{scope, result.unspecified};
+  context const in{scope, child.is_loose(), result.unspecified};
   try {
     for (row const& columns : child.rows) {
       scope.push(variables, columns);
@@ -160,8 +173,7 @@ relation enumerate(plan::Aggregation const& aggregation, environment& scope) {
     }
     if (child.at_end) throw *child.at_end;
   } catch (failure const& raised) {
-    if (child.has_ties()) result.unspecified = true;
-    result.at_end = raised;
+    result.at_end = over_rows(raised, child);
     return result;
   }
   try {

@@ -248,6 +248,7 @@ relation enumerate_node(plan::LimitOffset const& cut, environment& scope) {
   result.at_start = child.at_start;
   result.unspecified = child.unspecified;
   if (child.at_start) return result;
+  if (child.at_end && child.is_loose()) result.unspecified = true;
   std::size_t const size = child.rows.size();
   if (offset > size) {
     result.at_start = child.at_end;
@@ -256,10 +257,7 @@ relation enumerate_node(plan::LimitOffset const& cut, environment& scope) {
   std::size_t const end = offset + std::min(limit, size - offset);
   for (std::size_t i = offset; i < end; ++i) result.add(child.rows[i], child.ranks[i]);
   if (limit > size - offset) result.at_end = child.at_end;
-  if (!is_sharp_cut(child, offset) || !is_sharp_cut(child, end) ||
-      (child.at_end && child.has_ties())) {
-    result.unspecified = true;
-  }
+  if (!is_sharp_cut(child, offset) || !is_sharp_cut(child, end)) result.unspecified = true;
   return result;
 }
 

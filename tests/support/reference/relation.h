@@ -27,6 +27,8 @@ struct relation {
     }
     return false;
   }
+  // Whether which rows come first is not defined: some may change places, or those before the error.
+  bool is_loose() const { return has_ties() || (at_end && at_end->any); }
   void add(row columns, std::size_t rank) {
     rows.push_back(std::move(columns));
     ranks.push_back(rank);
@@ -53,7 +55,7 @@ relation enumerate(physical_queryplan::QueryPlan::FullJoin const& join, environm
 // The error of an expression over rows of `source`: another may come first when rows may change
 // places.
 inline failure over_rows(failure raised, relation const& source) {
-  raised.any = raised.any || source.has_ties();
+  raised.any = raised.any || source.is_loose();
   return raised;
 }
 
