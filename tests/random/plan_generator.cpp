@@ -157,7 +157,7 @@ class plan_generator::one_plan {
       scope_variable added = alias(below);
       std::optional<Expression> expression = materialised(added);
       if (!expression) {
-        added.of = expressions_.any_kind(visible);
+        added.of = pick_.rarely(25) ? reference::of_null : expressions_.any_kind(visible);
         added.variable = derived_variable(added.of, next_number());
         expression = expressions_.make(added.of, visible, 3);
       }

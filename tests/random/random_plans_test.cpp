@@ -10,6 +10,7 @@
 
 #include "physical_queryplan/plan_printer.h"
 #include "random/comparison.h"
+#include "random/plan_contents.h"
 
 namespace {
 
@@ -32,39 +33,26 @@ constexpr std::array<char const*, 12> alternative_names{
     "inner join", "left join", "full join", "scan",     "filter",       "transform",
     "assignment", "extend",    "aggregate", "order by", "limit offset", "union"};
 
-using alternatives = std::array<bool, alternative_names.size()>;
-
-// Notes which alternatives stand in a plan.
-void note_alternatives(PredicateVariant const& plan, alternatives& found) {
-  found.at(plan.variant.index()) = true;
-  std::visit(
-      [&]<typename T>(T const& node) {
-        if constexpr (requires { node.child; }) note_alternatives(*node.child, found);
-        if constexpr (requires { node.left; }) {
-          note_alternatives(*node.left, found);
-          note_alternatives(*node.right, found);
-        }
-      },
-      plan.variant);
-}
-
 struct statistics {
   std::uint64_t plans = 0;
   std::uint64_t with_rows = 0;
   std::uint64_t with_errors = 0;
   std::uint64_t unspecified = 0;
   std::array<std::uint64_t, alternative_names.size()> with_alternative{};
+  std::array<std::uint64_t, plan_contents{}.expressions.size()> with_expression{};
 
   void add(PredicateVariant const& plan, comparison const& outcome) {
     ++plans;
     with_rows += outcome.yields_rows;
     with_errors += outcome.fails;
     unspecified += outcome.unspecified;
-    alternatives found{};
     // The root is always a Transform, so it does not count.
     auto const& root = std::get<physical_queryplan::QueryPlan::Transform>(plan.variant);
-    note_alternatives(*root.child, found);
-    for (std::size_t i = 0; i < found.size(); ++i) with_alternative[i] += found[i];
+    plan_contents const found = contents_of(*root.child);
+    for (std::size_t i = 0; i < found.nodes.size(); ++i) with_alternative[i] += found.nodes[i];
+    for (std::size_t i = 0; i < found.expressions.size(); ++i) {
+      with_expression[i] += found.expressions[i];
+    }
   }
   double share(std::uint64_t of) const {
     return 100.0 * static_cast<double>(of) / static_cast<double>(plans);
@@ -75,6 +63,9 @@ struct statistics {
     for (std::size_t i = 0; i < alternative_names.size(); ++i) {
       std::cout << "  " << alternative_names[i] << " in " << share(with_alternative[i]) << " %\n";
     }
+    std::cout << "  expressions, by alternative, in %:";
+    for (std::uint64_t const each : with_expression) std::cout << ' ' << share(each);
+    std::cout << '\n';
   }
 };
 
@@ -126,11 +117,14 @@ TEST(RandomPlans, AgreeWithTheReference) {
     }
   }
   seen.print();
-  if (count < 1'000) return;  // Too few to say anything about shares.
+  if (count < 4'000) return;  // Too few to say anything about shares.
   EXPECT_GE(seen.share(seen.with_rows), 60);
   EXPECT_LE(seen.share(seen.unspecified), 5);
   for (std::size_t i = 0; i < alternative_names.size(); ++i) {
     EXPECT_GE(seen.share(seen.with_alternative[i]), 5) << alternative_names[i];
+  }
+  for (std::size_t i = 0; i < seen.with_expression.size(); ++i) {
+    EXPECT_GT(seen.with_expression[i], 0u) << "expressions of alternative " << i;
   }
 }
 
