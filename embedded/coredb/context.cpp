@@ -71,6 +71,13 @@ unsigned char const* context::read_block(std::uint64_t number) {
   return image->data();
 }
 
+context::located_block context::locate_anew(std::uint64_t number) {
+  unsigned char const* const image = block(number);
+  located_block const located{number, image, schema_->find_layout(block_layout(image))};
+  if (!writer_) recent_ = located;
+  return located;
+}
+
 void context::prefetch(std::uint64_t oid, std::uint16_t layout_id) {
   unsigned char const* const image = block(block_of(oid));
   __builtin_prefetch(image);

@@ -46,6 +46,17 @@ class context {
     unsigned char const* const known = blocks_.find(number);
     return known ? known : read_block(number);
   }
+  // A block with the layout of its records.
+  struct located_block {
+    std::uint64_t number;
+    unsigned char const* image;
+    coredb::layout const* layout;  // Null for absent_block.
+  };
+  // As block(). The columns of an object, and the objects of a scan, are read one after the other,
+  // so a snapshot keeps the block located last.
+  located_block locate(std::uint64_t number) {
+    return number == recent_.number ? recent_ : locate_anew(number);
+  }
   // Brings a record into the processor's cache.
   void prefetch(std::uint64_t oid, std::uint16_t layout);
 
@@ -68,6 +79,7 @@ class context {
 
  private:
   unsigned char const* read_block(std::uint64_t number);
+  located_block locate_anew(std::uint64_t number);
   std::unique_ptr<kernel_iterator> new_iterator(bool extent);
 
   struct open_place {
@@ -80,6 +92,8 @@ class context {
   store_transaction transaction_;
   std::shared_ptr<coredb::schema const> schema_;
   block_table blocks_;  // Always empty in the write transaction.
+  // No block has this number, and in the write transaction it stays so.
+  located_block recent_{~std::uint64_t{0}, nullptr, nullptr};
   std::unique_ptr<write_state> writer_;
   std::vector<open_place> iterators_;
   std::vector<std::uint32_t> free_iterators_;

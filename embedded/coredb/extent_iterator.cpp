@@ -64,15 +64,19 @@ void extent_iterator::next(VELA_RECORD& record) {
 }
 
 bool extent_iterator::emit_from_block(VELA_RECORD& record) {
-  unsigned char const* const image = context_.block(block_);
-  std::uint64_t const left = block_live(image) & records_between(block_, first_, last_);
+  // In the write transaction a change may replace the block, and objects may come and go in it.
+  if (context_.writer()) image_ = context_.block(block_);
+  std::uint64_t const left = block_live(image_) & unread_;
   if (left == 0) return false;
   unsigned int const number =
       static_cast<unsigned int>(descending_ ? 63 - std::countl_zero(left) : std::countr_zero(left));
-  record = {oid_of(block_, number), block_, block_layout(image)};
+  record = {oid_of(block_, number), block_, block_layout(image_)};
+  std::uint64_t const found = std::uint64_t{1} << number;
   if (descending_) {
+    unread_ &= found - 1;
     last_ = record.oid - 1;
   } else {
+    unread_ &= ~(found | (found - 1));
     first_ = record.oid + 1;
   }
   return true;
@@ -94,6 +98,8 @@ bool extent_iterator::find_block() {
   }
   if (!best) return false;
   block_ = best->number;
+  image_ = context_.block(block_);
+  unread_ = records_between(block_, first_, last_);
   load_head(*best, descending_ ? block_ - 1 : block_ + 1);
   return descending_ ? block_ >= block_of(first_) : block_ <= block_of(last_);
 }

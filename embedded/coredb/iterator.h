@@ -122,7 +122,9 @@ class extent_iterator final : public kernel_iterator {
   std::uint64_t first_ = 0;
   std::uint64_t last_ = 0;
   std::vector<head> heads_;
-  std::uint64_t block_ = 0;  // The present one; 0: between blocks.
+  std::uint64_t block_ = 0;               // The present one; 0: between blocks.
+  unsigned char const* image_ = nullptr;  // Of the present block.
+  std::uint64_t unread_ = 0;  // Bit i is set while record i of the present block may still come.
   std::uint64_t changes_seen_ = 0;
 };
 

@@ -13,26 +13,25 @@ using namespace qd::coredb;
 namespace {
 
 // Finds the record of an object for a read through the layout that the low bits of `address` name;
-// 0 there means the object's own.
-unsigned int find_record(context& context, unsigned long oid, unsigned long address,
-                         record_view& record) {
-  unsigned char const* const image = context.block(block_of(oid));
-  if (!block_has(image, record_of(oid))) return status_null;
-  std::uint16_t const own = block_layout(image);
-  layout const* const layout = context.schema().find_layout(own);
+// 0 there means the object's own. Every column read takes this path: it is worth its place in each.
+[[gnu::always_inline]] inline unsigned int find_record(context& context, unsigned long oid,
+                                                       unsigned long address, record_view& record) {
+  context::located_block const block = context.locate(block_of(oid));
+  if (!block_has(block.image, record_of(oid))) return status_null;
   auto const asked = static_cast<std::uint16_t>(address);
-  if (asked != own && asked != 0) {
-    qd::coredb::layout const* const base = context.schema().find_layout(asked);
-    if (!base || !layout->is_a(*base)) return status_wrong_layout;
+  if (asked != block.layout->definition.id && asked != 0) {
+    layout const* const base = context.schema().find_layout(asked);
+    if (!base || !block.layout->is_a(*base)) return status_wrong_layout;
   }
-  record = {image, layout, oid};
+  record = {block.image, block.layout, oid};
   return status_ok;
 }
 
 // Finds a stored column of the given kind that is not NULL. On status_ok, `slot` is its word.
-unsigned int find_slot(context& context, unsigned long oid, unsigned long address,
-                       unsigned int column, column_kind kind, record_view& record,
-                       std::uint64_t& slot) {
+[[gnu::always_inline]] inline unsigned int find_slot(context& context, unsigned long oid,
+                                                     unsigned long address, unsigned int column,
+                                                     column_kind kind, record_view& record,
+                                                     std::uint64_t& slot) {
   unsigned int const status = find_record(context, oid, address, record);
   if (status != status_ok) [[unlikely]] {
     return status;

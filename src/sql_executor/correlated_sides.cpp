@@ -43,8 +43,7 @@ void correlated_sides::append_left(evaluation_context& context) {
 }
 
 void correlated_sides::push_bound_data(evaluation_context& context) {
-  context.bound_data.insert(context.bound_data.end(), std::make_move_iterator(left_row.begin()),
-                            std::make_move_iterator(left_row.end()));
+  append_row(context, left_row);
 }
 
 void correlated_sides::pop_bound_data(evaluation_context& context) noexcept {

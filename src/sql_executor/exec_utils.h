@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "db_string/dt_string.h"
+#include "sql_executor/operators/operator_base.h"
 #include "sql_executor/value.h"
 
 namespace qd::sql_executor {
@@ -19,18 +20,37 @@ Result transform_list(Container const& source, Function&& function) {
   return result;
 }
 
+// The row of the operators' values, evaluated in list order. A row that is no longer needed can be
+// handed in: its memory is used again.
+inline std::vector<value> eval_operators(evaluation_context& context,
+                                         std::vector<operators::operator_ptr> const& expressions,
+                                         std::vector<value> used_row = {}) {
+  used_row.clear();
+  used_row.reserve(expressions.size());
+  for (operators::operator_ptr const& expression : expressions) {
+    used_row.push_back(expression->eval(context));
+  }
+  return used_row;
+}
+
 namespace utils {
 
 // Converts a value to kind T; T is any of the eleven. NULL converts to NULL, and everything
 // converts to NULL for T = NullValue. Raises db_exception:
 //
-//   source \ T                       bool  unsigned  signed  Decimal  float  double
-//   bool, unsigned, signed, Decimal   .     7041      7041    7041     .      .       7041: not in
-//   T's double                            .     7041      7041    1027     1027   .       range,
-//   and any float                             .     7041      7041    1027     .      . number < 0
-//   to string                            1027 for all six                                unsigned
-//   Binary, reference, set specifier  7020 for all six
+//   source \ T         bool  unsigned  signed  Decimal  float  double
+//   bool                .     .         .       .        .      .
+//   unsigned            .     .         7041    7041     .      .
+//   signed              .     7041      .       7041     .      .
+//   Decimal             .     7041      .       .        .      .
+//   double              .     7041      7041    1027     1027   .
+//   float               .     7041      7041    1027     .      .
+//   string              1027 for all
+//   Binary, reference,
+//     set specifier     7020 for all
 //
+// 7041 stands where numbers outside the range of T are refused: every negative number as unsigned, NaN
+// and infinities as integers.
 // Numbers lose their fraction towards zero; bool is "not zero", so NaN is true. To string, Binary
 // and reference only the same kind converts, to a set specifier also a string, which names a class
 // (GetDbType); all else raises 7020.

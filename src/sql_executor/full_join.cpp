@@ -16,12 +16,6 @@ void append_nulls(evaluation_context& context, unsigned long count) {
   context.bound_data.insert(context.bound_data.end(), count, null_litteral);
 }
 
-// Moves a row onto the end of the bound data; the row keeps its length.
-void push_row(evaluation_context& context, std::vector<value>& row) {
-  context.bound_data.insert(context.bound_data.end(), std::make_move_iterator(row.begin()),
-                            std::make_move_iterator(row.end()));
-}
-
 // Moves a row back from the end of the bound data.
 void pop_row(evaluation_context& context, std::vector<value>& row) noexcept {
   auto const first = context.bound_data.end() - static_cast<long>(row.size());
@@ -58,7 +52,7 @@ class full_join_enumerator final : public row_source {
     while (left) {
       if (!left_row && !move_left(context)) break;
       unsigned long const base = context.bound_data.size();
-      push_row(context, *left_row);
+      append_row(context, *left_row);
       while (position < right_rows.size()) {
         if (join_at(context, base, position++)) return true;
       }
@@ -69,7 +63,7 @@ class full_join_enumerator final : public row_source {
       }
       erase_new_bound(context, base);
     }
-    return append_unmatched_right(context);
+    return next_right(context);
   }
 
  private:
@@ -102,7 +96,7 @@ class full_join_enumerator final : public row_source {
   // appended and returns true; else leaves the left row appended.
   bool join_at(evaluation_context& context, unsigned long base, unsigned long right_index) {
     std::vector<value>& right_row = right_rows[right_index];
-    push_row(context, right_row);
+    append_row(context, right_row);
     if (expression.test(context) != true) {
       pop_row(context, right_row);
       return false;
@@ -116,11 +110,11 @@ class full_join_enumerator final : public row_source {
   }
 
   // Appends the next right row that never matched, behind NULLs.
-  bool append_unmatched_right(evaluation_context& context) {
+  bool next_right(evaluation_context& context) {
     while (position < right_rows.size() && matched[position]) ++position;
     if (position == right_rows.size()) return false;
     append_nulls(context, left_width);
-    push_row(context, right_rows[position++]);
+    append_row(context, right_rows[position++]);
     return true;
   }
 
@@ -155,18 +149,10 @@ class full_join_enumerator_no_expression final : public row_source {
 
   bool append_next(evaluation_context& context) override {
     if (!initialized) initialize(context);
+    if (!right) return next_left(context);
+    if (!left) return next_right(context);
     unsigned long const base = context.bound_data.size();
-    if (!right) {
-      if (!left.append_next(context)) return false;
-      append_nulls(context, right_width);
-      return true;
-    }
-    if (!left) {
-      if (!append_right(context)) return false;
-      insert_at(context, base, std::vector<value>(left_width, null_litteral));
-      return true;
-    }
-    while (!append_right(context)) {
+    while (!get_right_data(context)) {
       if (!move_left(context)) return false;
     }
     insert_at(context, base, left_row);
@@ -193,10 +179,25 @@ class full_join_enumerator_no_expression final : public row_source {
   }
 
   // Appends the next right row, the one that was read ahead first.
-  bool append_right(evaluation_context& context) {
+  bool get_right_data(evaluation_context& context) {
     if (!pending_right) return right.append_next(context);
-    push_row(context, *pending_right);
+    append_row(context, *pending_right);
     pending_right.reset();
+    return true;
+  }
+
+  // Appends the next left row, followed by NULLs.
+  bool next_left(evaluation_context& context) {
+    if (!left.append_next(context)) return false;
+    append_nulls(context, right_width);
+    return true;
+  }
+
+  // Appends the next right row, behind NULLs.
+  bool next_right(evaluation_context& context) {
+    unsigned long const base = context.bound_data.size();
+    if (!get_right_data(context)) return false;
+    insert_at(context, base, std::vector<value>(left_width, null_litteral));
     return true;
   }
 
@@ -234,7 +235,7 @@ full_join::full_join(std::unique_ptr<node>&& left_node, std::unique_ptr<node>&& 
       expression(std::move(condition)) {}
 
 std::unique_ptr<enumerator> full_join::enumerate(evaluation_context& context) {
-  if (expression) {
+  if (expression && *expression) {
     return std::make_unique<full_join_enumerator>(*left, *right, left_width, right_width,
                                                   **expression, context);
   }

@@ -1,6 +1,8 @@
 #include "sql_executor/order_by.h"
 
 #include <algorithm>
+#include <stdexcept>
+#include <string>
 
 #include "sql_executor/operators/value_order.h"
 #include "sql_executor/row_buffer.h"
@@ -63,8 +65,7 @@ class order_by_enumerator final : public row_source {
     rows = row_buffer();
     for (auto& [key, sorted_row] : pairs) {
       order.push_back(rows.size());
-      context.bound_data.insert(context.bound_data.end(), std::move_iterator(sorted_row.begin()),
-                                std::move_iterator(sorted_row.end()));
+      append_row(context, sorted_row);
       rows.take_bound(context, base);
     }
   }
@@ -79,7 +80,12 @@ order_by::order_by(std::unique_ptr<node>&& child_node,
                    std::vector<bool>&& key_directions)
     : child(std::move(child_node)),
       keys(std::move(key_expressions)),
-      ascending(std::move(key_directions)) {}
+      ascending(std::move(key_directions)) {
+  if (keys.size() != ascending.size()) {
+    throw std::invalid_argument("an order has " + std::to_string(keys.size()) + " keys and " +
+                                std::to_string(ascending.size()) + " directions");
+  }
+}
 
 std::unique_ptr<enumerator> order_by::enumerate(evaluation_context& context) {
   return std::make_unique<order_by_enumerator>(*child, keys, ascending, context);

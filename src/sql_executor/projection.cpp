@@ -1,5 +1,6 @@
 #include "sql_executor/projection.h"
 
+#include "sql_executor/exec_utils.h"
 #include "sql_executor/row_source.h"
 
 namespace qd::sql_executor {
@@ -10,24 +11,19 @@ class projection_enumerator final : public row_source {
                         std::unique_ptr<enumerator> rows)
       : expressions(node_expressions), child(std::move(rows)) {}
 
-  // The results go behind the child's row, which the expressions read, and then take its place.
   bool append_next(evaluation_context& context) override {
-    std::vector<value>& bound = context.bound_data;
-    unsigned long const base = bound.size();
+    unsigned long const base = context.bound_data.size();
     if (!child.append_next(context)) return false;
-    unsigned long const end_of_child_row = bound.size();
-    for (operators::operator_ptr const& expression : expressions) {
-      value result = expression->eval(context);
-      bound.push_back(std::move(result));
-    }
-    bound.erase(bound.begin() + static_cast<long>(base),
-                bound.begin() + static_cast<long>(end_of_child_row));
+    results = eval_operators(context, expressions, std::move(results));
+    erase_new_bound(context, base);
+    append_row(context, results);
     return true;
   }
 
  private:
   std::vector<operators::operator_ptr> const& expressions;
   row_input child;
+  std::vector<value> results;  // Scratch: the row under construction.
 };
 
 projection::projection(std::unique_ptr<node>&& child_node,

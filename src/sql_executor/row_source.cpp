@@ -16,14 +16,8 @@ row_input::row_input(std::unique_ptr<enumerator> rows)
 bool row_input::append_from_next(evaluation_context& context) {
   std::optional<std::vector<value>> row = rows_->next(context);
   if (!row) return false;
-  context.bound_data.insert(context.bound_data.end(), std::make_move_iterator(row->begin()),
-                            std::make_move_iterator(row->end()));
+  append_row(context, *row);
   return true;
-}
-
-void erase_new_bound(evaluation_context& context, unsigned long size) {
-  context.bound_data.erase(context.bound_data.begin() + static_cast<long>(size),
-                           context.bound_data.end());
 }
 
 std::vector<value> take_row(evaluation_context& context, unsigned long base) {

@@ -1,6 +1,7 @@
 // How rows travel inside the engine: at the end of the context's bound data.
 #pragma once
 
+#include <iterator>
 #include <memory>
 
 #include "sql_executor/enumerator.h"
@@ -56,7 +57,15 @@ class row_input {
 };
 
 // Cuts `bound_data` back to its first `size` values.
-void erase_new_bound(evaluation_context& context, unsigned long size);
+inline void erase_new_bound(evaluation_context& context, unsigned long size) {
+  while (context.bound_data.size() > size) context.bound_data.pop_back();
+}
+
+// Moves a row onto the end of `bound_data`; the row keeps its length.
+inline void append_row(evaluation_context& context, std::vector<value>& row) {
+  context.bound_data.insert(context.bound_data.end(), std::make_move_iterator(row.begin()),
+                            std::make_move_iterator(row.end()));
+}
 
 // Moves the values of `bound_data` from position `base` on into a row of their own and cuts
 // `bound_data` back to `base`.
