@@ -2,7 +2,7 @@
 // the program is linked with (libqdcoredb); nothing here depends on which one that is.
 //
 // Every function with a status returns 0 for success. Buffers that a function hands out belong to
-// the kernel and hold until the next kernel call with the same context handle: copy them at once.
+// the kernel and hold until the next kernel call with the same context handle: copy them, or use them up, before that.
 //
 // Context handles, iterators and object addresses are opaque words. An object reference goes to the
 // kernel as `oid` and `address` (QD_OBJ_REF's words); the low 16 bits of `address` are the id of

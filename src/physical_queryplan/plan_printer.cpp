@@ -252,7 +252,10 @@ class printer {
   void aliases(std::vector<Alias> const& list, std::string const& label = "") {
     ++depth_;
     for (Alias const& alias : list) {
-      std::string const name = variable(alias.variable);
+      std::string name = variable(alias.variable);
+      if (auto const* const object = std::get_if<TableVariable>(&alias.variable)) {
+        name += " = " + readable(object->table.FullName());
+      }
       line(label + name + " := " + expression(alias.expression));
     }
     --depth_;

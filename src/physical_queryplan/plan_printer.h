@@ -24,7 +24,7 @@ namespace physical_queryplan {
 //
 // Reads names from the catalogue through the calling thread's metadata context, and decodes text
 // through the kernel; throws what these throw, and std::logic_error for a plan with a missing
-// child.
+// child. Recurses through the plan without a limit of its own, at a few hundred bytes a level.
 std::string Print(QueryPlan::PredicateVariant const& plan);
 
 // An expression as it stands in such a tree; its variables are numbered anew.

@@ -37,15 +37,16 @@ ConvertedNode Convert(plan_model::Transform const& plan, ConversionContext const
 // Passes the child's row through and appends the computed values.
 ConvertedNode Convert(plan_model::Extend const& plan, ConversionContext const& context) {
   auto [child, layout] = ConvertPhysical(*plan.child, context);
-  std::vector<plan_model::Expression> expressions;
-  expressions.reserve(layout.size() + plan.aliases.size());
-  for (PhysicalVariable const& variable : layout) {
-    expressions.push_back(physical_queryplan::AsExpression(variable));
-  }
-  for (plan_model::Alias const& alias : plan.aliases) expressions.push_back(alias.expression);
   BoundLayout const scope = AddVec(context.outer, layout);
-  std::vector<operators::operator_ptr> outputs =
-      ConvertVars(expressions, context.literals, scope, context.level);
+  std::vector<operators::operator_ptr> outputs;
+  outputs.reserve(layout.size() + plan.aliases.size());
+  auto const append = [&](plan_model::Expression const& expression) {
+    outputs.push_back(ConvertVars(expression, context.literals, scope, context.level));
+  };
+  for (PhysicalVariable const& variable : layout) {
+    append(physical_queryplan::AsExpression(variable));
+  }
+  for (plan_model::Alias const& alias : plan.aliases) append(alias.expression);
   for (plan_model::Alias const& alias : plan.aliases) layout.push_back(alias.variable);
   auto projection =
       std::make_unique<qd::sql_executor::projection>(std::move(child), std::move(outputs));

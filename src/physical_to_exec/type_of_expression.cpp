@@ -1,10 +1,11 @@
 #include "physical_to_exec/type_of_expression.h"
 
+#include <set>
+#include <stdexcept>
 #include <type_traits>
 
 #include "error_handling/error_codes.h"
 #include "error_handling/qd_exception.h"
-#include "physical_to_exec/nesting.h"
 
 namespace physical_to_exec {
 
@@ -48,7 +49,7 @@ class definition_search {
 
 class type_visitor {
  public:
-  type_visitor(PredicateVariant const& plan, nesting_level level) : plan_(plan), level_(level) {}
+  explicit type_visitor(PredicateVariant const& plan) : plan_(plan) {}
 
   template <typename T>
   ColumnTypeInfo operator()(Column<T> const&) const {
@@ -61,10 +62,17 @@ class type_visitor {
   ColumnTypeInfo operator()(Derived<T> const&) const {
     return of_kind<T>();
   }
+  // One derived reference may be defined by another: follows them to something else.
   ColumnTypeInfo operator()(Derived<QD_OBJ_REF> const& variable) const {
-    Expression const* const definition = definition_search(variable).in(plan_);
-    if (definition == nullptr) return of_kind<QD_OBJ_REF>();
-    return std::visit(type_visitor(plan_, level_.deeper()), definition->variant);
+    std::set<std::array<std::int32_t, 4>> followed;
+    Derived<QD_OBJ_REF> const* reference = &variable;
+    while (followed.insert(reference->identity).second) {
+      Expression const* const definition = definition_search(*reference).in(plan_);
+      if (definition == nullptr) return of_kind<QD_OBJ_REF>();
+      reference = std::get_if<Derived<QD_OBJ_REF>>(&definition->variant);
+      if (reference == nullptr) return std::visit(*this, definition->variant);
+    }
+    throw std::invalid_argument("the plan defines a derived reference by itself");
   }
   ColumnTypeInfo operator()(TableVariable const& variable) const {
     return RefInfo{variable.table.FullName()};
@@ -103,13 +111,12 @@ class type_visitor {
   }
 
   PredicateVariant const& plan_;
-  nesting_level level_;
 };
 
 }  // namespace
 
 ColumnTypeInfo TypeOfExpression(Expression const& expression, PredicateVariant const& plan) {
-  return std::visit(type_visitor(plan, nesting_level()), expression.variant);
+  return std::visit(type_visitor(plan), expression.variant);
 }
 
 }  // namespace physical_to_exec

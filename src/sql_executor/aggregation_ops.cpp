@@ -36,8 +36,12 @@ void sum::runner::add_value(evaluation_context const& context) {
   if (holds_alternative<unsigned long>(addend)) {
     addend = utils::converter<long>()(std::move(addend));
   }
-  accumulator =
-      accumulator.is_null() ? std::move(addend) : utils::adder(std::move(addend))(accumulator);
+  if (accumulator.is_null()) {
+    accumulator = std::move(addend);
+    return;
+  }
+  if (accumulator.index() != addend.index()) bad_value_access::raise();
+  accumulator = utils::adder(std::move(addend))(accumulator);
 }
 
 void count::runner::add_value(evaluation_context const& context) {

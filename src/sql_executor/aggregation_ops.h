@@ -41,16 +41,16 @@ namespace aggregators {
 // Each description owns its arguments. Its runner is fed once per row of its group, with the row
 // bound, and read once behind the last one; it refers to the description, which outlives it.
 //
-//     function                  NULL argument    result                      over no argument but
-//     NULL sum                       ignored          the arguments' kind         NULL
-//                                                (signed for unsigned)
-//     count                     not counted      signed                      0
-//     count_star                (no argument)    signed                      0
-//     max, min                  ignored          the winner                  NULL
-//     avg                       ignored          double                      NULL
-//     exact_avg                 ignored          Decimal                     NULL
-//     count_distinct_variadric  a value          unsigned                    -
-//     count_distinct_single     a value          unsigned                    -
+//     function                  NULL argument  result                  over no argument but NULL
+//     sum                       ignored        the arguments' kind     NULL
+//                                              (signed for unsigned)
+//     count                     not counted    signed                  0
+//     count_star                none is taken  signed                  0
+//     max, min                  ignored        the winner              NULL
+//     avg                       ignored        double                  NULL
+//     exact_avg                 ignored        Decimal                 NULL
+//     count_distinct_variadric  a value        unsigned                1 (0 over no rows)
+//     count_distinct_single     a value        unsigned                1 (0 over no rows)
 //
 // Errors are db_exceptions unless said otherwise. Arguments are evaluated once per row.
 

@@ -14,12 +14,12 @@ namespace qd::sql_executor {
 // keys come in no particular order.
 //
 // `enumerate` does it all: it reads the whole child, evaluates every key once per row, with that
-// row bound, and sorts. Memory: the rows and their encoded keys. Raises db_exception 7041 where a
-// NaN meets another number in a comparison, and std::logic_error "incompatible types" where two
-// kinds do.
+// row bound, and sorts. Memory: the rows and their encoded keys; where a key holds a NaN or several
+// kinds, its decoded keys too. Raises db_exception 7041 where a NaN meets another number in a
+// comparison, and std::logic_error "incompatible types" where two kinds do.
 class order_by : public node {
  public:
-  // One flag per key.
+  // One flag per key, else std::invalid_argument.
   order_by(std::unique_ptr<node>&& child, std::vector<operators::operator_ptr>&& keys,
            std::vector<bool>&& ascending);
 

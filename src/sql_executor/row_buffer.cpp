@@ -1,14 +1,21 @@
 #include "sql_executor/row_buffer.h"
 
 #include <iterator>
+#include <stdexcept>
+#include <string>
 
 #include "sql_executor/row_source.h"
 
 namespace qd::sql_executor {
 
 void row_buffer::take_bound(evaluation_context& context, unsigned long base) {
+  unsigned long const width = context.bound_data.size() - base;
+  if (size_ == 0) width_ = width;
+  if (width != width_) {
+    throw std::logic_error("a row of " + std::to_string(width) + " values among rows of " +
+                           std::to_string(width_));
+  }
   if (size_ % rows_per_block == 0) {
-    width_ = context.bound_data.size() - base;
     blocks_.emplace_back();
     // A short list stays small; a long one grows by whole blocks.
     if (size_ != 0) blocks_.back().reserve(rows_per_block * width_);

@@ -12,7 +12,7 @@ namespace qd::sql_executor {
 class row_buffer {
  public:
   // Moves the values of `bound_data` from position `base` on to the end of the list, as a row, and
-  // cuts `bound_data` back to `base`.
+  // cuts `bound_data` back to `base`. Throws std::logic_error for a row of another width.
   void take_bound(evaluation_context& context, unsigned long base);
 
   // Appends a row, which is moved out of the list, to the end of `bound_data`. Each row goes out

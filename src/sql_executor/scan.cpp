@@ -134,6 +134,14 @@ scan::scan(unsigned long index, std::vector<index_column_info>&& columns,
     throw std::invalid_argument("a scan bounds " + std::to_string(bounds.size()) +
                                 " columns of an index of " + std::to_string(index_columns.size()));
   }
+  for (index_column_info const& column : index_columns) {
+    if (column.type > value_type::boolean) throw std::invalid_argument("unknown type");
+  }
+  for (std::vector<interval_endpoint> const& endpoints : bounds) {
+    for (interval_endpoint const& endpoint : endpoints) {
+      if (endpoint.op > op::starts_with) throw std::invalid_argument("unknown relation");
+    }
+  }
 }
 
 std::unique_ptr<enumerator> scan::enumerate(evaluation_context& context) {

@@ -17,7 +17,7 @@ namespace qd::sql_executor {
 // evaluated once, when the scan is enumerated, column by column and in list order, so they see the
 // parameters and the outer rows as they are then. Errors of its own: 7020 for an operand that the
 // column cannot be compared with, std::logic_error for an index column of a floating kind (such
-// columns have no key), any status of the kernel.
+// columns have no key) and for a prefix that is a number, any status of the kernel.
 class scan : public node {
  public:
   // How a column is compared with an operand.
@@ -44,7 +44,8 @@ class scan : public node {
 
   // `index_id` is the kernel's, `index_columns` are all columns of the index in index order.
   // Element i of `bounds` holds the conditions on index column i; it has at most as many elements
-  // as the index has columns, else std::invalid_argument. With `ascending` false the range is
+  // as the index has columns. Throws std::invalid_argument for more, and for numbers that are no op
+  // and no value_type. With `ascending` false the range is
   // walked from its last key to its first.
   scan(unsigned long index_id, std::vector<index_column_info>&& index_columns,
        std::vector<std::vector<interval_endpoint>>&& bounds, bool ascending);

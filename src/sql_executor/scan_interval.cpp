@@ -88,7 +88,7 @@ void lower_high(interval& range, ScanKey key, bool inclusive) {
 void set_null_exclusion(interval& range, bool exclude_null, value const& operand) {
   if (!exclude_null) return;
   if (operand.is_null()) {
-    range = empty_interval();
+    range = empty;
   } else {
     raise_low(range, NullValue(), false);
   }
@@ -124,13 +124,13 @@ void SameTypeInterval(op relation, V const& operand, evaluation_context const& c
 template <typename T>
 void ComparisonInterval(op relation, utils::Comparison<T> const& place,
                         evaluation_context const& context, interval& range) {
-  if (place.nan) range = empty_interval();
+  if (place.nan) range = empty;
   bool const exact = place.ceil == place.floor;
   switch (relation) {
     case op::greater:
     case op::greater_or_equal:
       if (place.above) {
-        range = empty_interval();
+        range = empty;
       } else if (!place.below) {
         bool const inclusive = relation == op::greater_or_equal && exact;
         raise_low(range, key_from_endpoint(context, place.floor), inclusive);
@@ -139,7 +139,7 @@ void ComparisonInterval(op relation, utils::Comparison<T> const& place,
     case op::less:
     case op::less_or_equal:
       if (place.below) {
-        range = empty_interval();
+        range = empty;
       } else if (!place.above) {
         bool const inclusive = relation == op::less_or_equal && exact;
         lower_high(range, key_from_endpoint(context, place.ceil), inclusive);
@@ -147,7 +147,7 @@ void ComparisonInterval(op relation, utils::Comparison<T> const& place,
       return;
     case op::equal:
       if (place.below || place.above || !exact) {
-        range = empty_interval();
+        range = empty;
       } else {
         raise_low(range, key_from_endpoint(context, place.ceil), true);
         lower_high(range, key_from_endpoint(context, place.ceil), true);
@@ -224,10 +224,6 @@ void narrow_column(value_type type, op relation, value const& operand,
 }
 
 }  // namespace
-
-interval empty_interval() {
-  return {{NullValue(), false}, {NullValue(), false}};
-}
 
 interval_point min(interval_point first, interval_point second) {
   int const order = three_way_key_comparator(first.key, second.key);

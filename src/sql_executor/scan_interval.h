@@ -18,8 +18,9 @@ struct interval {
   interval_point high;
 };
 
-// The interval without keys: NULL to NULL, both ends exclusive.
-interval empty_interval();
+// The interval without keys.
+inline interval const empty{{operator_library::NullValue(), false},
+                            {operator_library::NullValue(), false}};
 
 // The lower and the higher of two points. On equal keys an exclusive point wins, so that narrowing
 // keeps the stricter end.

@@ -14,12 +14,10 @@ namespace qd::sql_executor {
 //     bool                 0 or 1
 //     unsigned, reference  8 bytes, most significant first (a reference's oid)
 //     signed, Decimal      8 bytes, the sign bit flipped
-//     double, float        8 or 4 bytes: of a positive number the sign bit flipped, of a negative
-//     one
-//                          all bits; -0 as +0
+//     double, float        8 or 4 bytes, -0 as +0: the sign bit flipped in a positive number, all
+//                          bits in a negative one
 //     string               the payload's significant bytes, each 00 as 00 FF, then 00 00, then how
-//     many
-//                          bits of the last one are significant (0 without bytes)
+//                          many bits of the last one are significant (0 without bytes)
 //     Binary               the bytes, each 00 as 00 FF, then 00 00
 //     set specifier        the same with the units, high byte first
 //

@@ -208,7 +208,7 @@ TEST_F(PlanModel, APlanPrintsAsATree) {
       "            d2 := count_star()\n"
       "            by d1 := t1.name\n"
       "            Extend\n"
-      "              t1 := t2.country\n"
+      "              t1 = geo.Country := t2.country\n"
       "              d3 := (t2.size * 2)\n"
       "              Filter (is_null(t2.name) OR (t2.name LIKE '%_'))\n"
       "                Scan t2 = geo.City by geo.City.by_size descending\n"

@@ -88,6 +88,7 @@ TEST(aggregates, results) {
       {sum, {text}, "string 80 61"},
       {sum, {text, text}, "error 7020"},
       {sum, {1L, 1.0}, "exception: Unexpected index"},
+      {sum, {true, 1L}, "exception: Unexpected index"},
 
       {max, {null, 3L, null, 7L, 5L}, "signed 7"},
       {min, {null, 3L, null, 7L, 5L}, "signed 3"},

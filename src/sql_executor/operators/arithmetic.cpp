@@ -52,7 +52,11 @@ struct negation {
     if (number > static_cast<unsigned long>(std::numeric_limits<long>::max())) raise_out_of_range();
     return -static_cast<long>(number);
   }
-  value operator()(Decimal number) const { return Decimal{-number.scaled}; }
+  value operator()(Decimal number) const {
+    // No Decimal is that far out, but a caller's parameter may be.
+    if (number.scaled == std::numeric_limits<long>::min()) raise_out_of_range();
+    return Decimal{-number.scaled};
+  }
   // Flip the sign bit, of zero and NaN too.
   value operator()(double number) const { return -number; }
   value operator()(float number) const { return -number; }

@@ -19,7 +19,8 @@ class operator_base {
 
   // The value of the expression for the rows in scope. Throws db_util::db_exception (7020 an
   // operand of a kind not accepted, 7041 out of range, 1027 no such conversion, a kernel status
-  // unchanged).
+  // unchanged), error_handling::QDException 7042 (a stray backslash in a LIKE pattern), what the
+  // catalogue throws for a class name, and standard exceptions for faults of the plan.
   virtual value eval(evaluation_context const& context) const = 0;
 
   virtual ~operator_base() = default;
