@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <utility>
 
 namespace random_plans {
@@ -223,9 +224,22 @@ class plan_generator::one_plan {
           return to_literal(reference::decimal{rows * 1'000'000 + 500'000});
       }
     };
-    if (pick_.below(4) != 0) result.limit = count(8);
-    if (pick_.rarely(3)) result.offset = count(3);
+    if (pick_.rarely(40)) {
+      result.limit = no_count();
+      result.offset = no_count();  // The limit's error wins.
+    } else {
+      if (pick_.below(4) != 0) result.limit = count(8);
+      if (pick_.rarely(3)) result.offset = count(3);
+    }
     return {std::move(result), std::move(child.variables)};
+  }
+
+  // What is refused as a number of rows, each for a reason of its own.
+  Expression no_count() {
+    static std::array<reference::value, 4> const refused{
+        reference::value(-1L), reference::null_value(), std::u16string(u"a"),
+        reference::value(std::numeric_limits<double>::quiet_NaN())};
+    return to_literal(pick_.one_of(refused));
   }
 
   // Another way to rows of the same variables behind the first.

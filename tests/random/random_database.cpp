@@ -178,6 +178,8 @@ value random_value(choices& pick, kind of, reference::database const& data) {
       static std::array<long, 4> const edges{4'398'046'511'103'999'999, -4'398'046'511'103'999'999,
                                              1, -500'000};
       if (at_edge) return reference::decimal{pick.one_of(edges)};
+      // Millionths make halves to be rounded.
+      if (pick.rarely(8)) return reference::decimal{2 * small() - 5};
       return reference::decimal{(small() - 2) * 500'000};
     }
     case reference::of_double: {
