@@ -238,6 +238,13 @@ PredicateVariant sorted_union_with_limit() {
       {name}, LimitOffset{build::literal(10L), build::parameter<long>(0), std::move(sorted)});
 }
 
+PredicateVariant skipped_rows() {
+  TableVariable const things = build::table(thing);
+  return build::transform(
+      {build::column(things, u"name")},
+      LimitOffset{build::literal(2L), build::literal(3UL), scan_things(things)});
+}
+
 PredicateVariant one_row() {
   auto const text = build::derived<dt_string>(1);
   return build::transform(
@@ -314,6 +321,7 @@ std::vector<sample> all(object_id an_object) {
           {"aggregates", aggregated(false)},
           {"groups", aggregated(true)},
           {"sorted union with a limit", sorted_union_with_limit()},
+          {"skipped rows", skipped_rows()},
           {"one row", one_row()}};
 }
 
