@@ -37,6 +37,16 @@ std::uint64_t records_between(std::uint64_t block, std::uint64_t first, std::uin
   return records;
 }
 
+// Brings a block into the processor's cache: the strings of its objects lie apart from their other
+// columns, and a scan that reads few of them would wait for each.
+void prefetch_block(unsigned char const* image) {
+  constexpr std::uint32_t cache_line = 64;
+  std::uint32_t const size = block_size(image);
+  for (std::uint32_t offset = 0; offset < size; offset += cache_line) {
+    __builtin_prefetch(image + offset);
+  }
+}
+
 }  // namespace
 
 void extent_iterator::start(index const& index, key_range const& range, bool descending) {
@@ -99,6 +109,7 @@ bool extent_iterator::find_block() {
   if (!best) return false;
   block_ = best->number;
   image_ = context_.block(block_);
+  prefetch_block(image_);
   unread_ = records_between(block_, first_, last_);
   load_head(*best, descending_ ? block_ - 1 : block_ + 1);
   return descending_ ? block_ >= block_of(first_) : block_ <= block_of(last_);

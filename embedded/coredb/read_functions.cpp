@@ -16,7 +16,7 @@ namespace {
 // 0 there means the object's own. Every column read takes this path: it is worth its place in each.
 [[gnu::always_inline]] inline unsigned int find_record(context& context, unsigned long oid,
                                                        unsigned long address, record_view& record) {
-  context::located_block const block = context.locate(block_of(oid));
+  context::located_block const& block = context.locate(block_of(oid));
   if (!block_has(block.image, record_of(oid))) return status_null;
   auto const asked = static_cast<std::uint16_t>(address);
   if (asked != block.layout->definition.id && asked != 0) {

@@ -25,7 +25,7 @@ bool set_stopped(unsigned long handle, bool stopped) {
 
 }  // namespace
 
-thread_local char thread_mark __attribute__((tls_model("initial-exec")));
+constinit thread_local char thread_mark __attribute__((tls_model("initial-exec"))) = 0;
 context_place context_places[place_count];
 
 context_place& enter_context(context& object) {

@@ -12,7 +12,7 @@ namespace qd::coredb {
 class context;
 
 // Distinguishes threads by an address of their own.
-extern thread_local char thread_mark __attribute__((tls_model("initial-exec")));
+extern constinit thread_local char thread_mark __attribute__((tls_model("initial-exec")));
 
 inline constexpr unsigned int place_bits = 12;
 inline constexpr unsigned int place_count = 1u << place_bits;

@@ -102,6 +102,17 @@ inline ordering order(value const& left, value const& right) {
   return order_by_kinds(left, right);
 }
 
+// Whether `left wanted right` holds for two numbers of one kind, as their own operators say.
+template <relation wanted, typename T>
+bool related(T left, T right) {
+  if constexpr (wanted == relation::equal) return left == right;
+  if constexpr (wanted == relation::not_equal) return left != right;
+  if constexpr (wanted == relation::less_than) return left < right;
+  if constexpr (wanted == relation::less_than_or_equal) return left <= right;
+  if constexpr (wanted == relation::greater_than) return left > right;
+  if constexpr (wanted == relation::greater_than_or_equal) return left >= right;
+}
+
 // Whether `left wanted right` holds; neither value is NULL. Raises 7020 for kinds that are not
 // comparable: a number with anything but a number, any other kind with another.
 //
@@ -110,6 +121,22 @@ inline ordering order(value const& left, value const& right) {
 // (also when both are NaN); on the right only not_equal holds.
 template <relation wanted>
 bool compare(value const& left, value const& right) {
+  // The kinds that filters meet most need no ordering to be found first.
+  if (left.index() == right.index()) {
+    switch (left.index()) {
+      case detail::index_of<unsigned long>:
+        return related<wanted>(left.content<unsigned long>(), right.content<unsigned long>());
+      case detail::index_of<long>:
+        return related<wanted>(left.content<long>(), right.content<long>());
+      case detail::index_of<operator_library::Decimal>:
+        return related<wanted>(left.content<operator_library::Decimal>().scaled,
+                               right.content<operator_library::Decimal>().scaled);
+      case detail::index_of<double>:
+        return related<wanted>(left.content<double>(), right.content<double>());
+      default:
+        break;
+    }
+  }
   return holds(wanted, order(left, right));
 }
 

@@ -25,10 +25,14 @@ property_read::property_read(value_type column_type, unsigned int column_index,
       get_column(getter_of(column_type)) {}
 
 value property_read::eval(evaluation_context const& context) const {
-  value scratch;
-  value const& reference_value = address.read(context, scratch);
-  if (reference_value.is_null()) return NullValue{};
-  QD_OBJ_REF const& reference = get<QD_OBJ_REF>(reference_value);
+  if (value const* const bound = address.in_context(context)) return read(context, *bound);
+  value const evaluated = address.eval(context);
+  return read(context, evaluated);
+}
+
+inline value property_read::read(evaluation_context const& context, value const& address) const {
+  if (address.is_null()) return NullValue{};
+  QD_OBJ_REF const& reference = get<QD_OBJ_REF>(address);
   return get_column(context.kernel_context, reference.oid,
                     db_util::address_with_layout(reference.address, layout), column);
 }

@@ -26,6 +26,9 @@ class property_read final : public operator_base {
                            unsigned int column);
   static getter getter_of(value_type type);
 
+  // Reads the column of the object that `address`, a reference or NULL, refers to.
+  value read(evaluation_context const& context, value const& address) const;
+
   value_type type;
   unsigned int column;
   unsigned short layout;

@@ -22,6 +22,11 @@ class operand {
     return scratch;
   }
 
+  // The operand's value in the context; null when it has to be evaluated.
+  value const* in_context(evaluation_context const& context) const {
+    return slot != nullptr ? &slot->read(context) : nullptr;
+  }
+
   // The operand's value, as a value of one's own.
   value eval(evaluation_context const& context) const { return child->eval(context); }
 
