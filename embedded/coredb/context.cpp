@@ -48,6 +48,7 @@ context::context(std::shared_ptr<database_state> database, store_access access,
 context::~context() {
   leave_context(*place_);
   close_cursors();
+  if (transaction_.lost()) database_->keep_open(database_);
   if (!writer_) database_->give_table_back(std::move(blocks_));
 }
 
@@ -71,11 +72,11 @@ unsigned char const* context::read_block(std::uint64_t number) {
   return image->data();
 }
 
-context::located_block context::locate_anew(std::uint64_t number) {
-  unsigned char const* const image = block(number);
-  located_block const located{number, image, schema_->find_layout(block_layout(image))};
-  if (!writer_) recent_ = located;
-  return located;
+void context::locate_anew(std::uint64_t number) {
+  recent_.number = no_block;
+  recent_.image = block(number);
+  recent_.layout = schema_->find_layout(block_layout(recent_.image));
+  if (!writer_) recent_.number = number;
 }
 
 void context::prefetch(std::uint64_t oid, std::uint16_t layout_id) {

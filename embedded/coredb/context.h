@@ -52,10 +52,13 @@ class context {
     unsigned char const* image;
     coredb::layout const* layout;  // Null for absent_block.
   };
+  static constexpr std::uint64_t no_block = ~std::uint64_t{0};
   // As block(). The columns of an object, and the objects of a scan, are read one after the other,
   // so a snapshot keeps the block located last.
-  located_block locate(std::uint64_t number) {
-    return number == recent_.number ? recent_ : locate_anew(number);
+  // The result holds until the next call.
+  located_block const& locate(std::uint64_t number) {
+    if (number != recent_.number) locate_anew(number);
+    return recent_;
   }
   // Brings a record into the processor's cache.
   void prefetch(std::uint64_t oid, std::uint16_t layout);
@@ -79,7 +82,7 @@ class context {
 
  private:
   unsigned char const* read_block(std::uint64_t number);
-  located_block locate_anew(std::uint64_t number);
+  void locate_anew(std::uint64_t number);
   std::unique_ptr<kernel_iterator> new_iterator(bool extent);
 
   struct open_place {
@@ -92,8 +95,8 @@ class context {
   store_transaction transaction_;
   std::shared_ptr<coredb::schema const> schema_;
   block_table blocks_;  // Always empty in the write transaction.
-  // No block has this number, and in the write transaction it stays so.
-  located_block recent_{~std::uint64_t{0}, nullptr, nullptr};
+  // Its number is that of no block at first, and in the write transaction always.
+  located_block recent_{no_block, nullptr, nullptr};
   std::unique_ptr<write_state> writer_;
   std::vector<open_place> iterators_;
   std::vector<std::uint32_t> free_iterators_;

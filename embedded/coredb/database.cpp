@@ -31,9 +31,56 @@ struct open_list {
 };
 
 open_list& all_open() {
-  static open_list list;
+  // Never destroyed: a database in a static object may close after everything else of the program.
+  static open_list& list = *new open_list;
   return list;
 }
+
+[[noreturn]] void refuse_path(std::filesystem::path const& path, std::string const& why) {
+  throw error(error_kind::cannot_open, "database \"" + path.string() + "\": " + why);
+}
+
+// One name for one file. The lock file stands beside the name that the file is opened by, so two
+// names would give two lock files, and their users would not see each other.
+std::filesystem::path canonical_path(std::filesystem::path const& path) {
+  std::error_code problem;
+  std::filesystem::path const absolute = std::filesystem::absolute(path, problem);
+  if (problem) refuse_path(path, problem.message());
+  std::filesystem::path canonical = std::filesystem::weakly_canonical(absolute, problem);
+  if (problem) refuse_path(path, problem.message());
+  std::error_code absent;  // Nothing there is no link either.
+  if (std::filesystem::is_symlink(std::filesystem::symlink_status(canonical, absent))) {
+    refuse_path(path, "a symbolic link that leads to nothing");
+  }
+  return canonical;
+}
+
+// Removes a temporary database's files and directory. Its names are made before there is anything
+// to remove, so that removing needs no memory.
+class directory_remover {
+ public:
+  explicit directory_remover(std::string pattern) : directory_(std::move(pattern)) {
+    data_.reserve(directory_.size() + 16);
+    lock_.reserve(directory_.size() + 16);
+    if (!mkdtemp(directory_.data())) refuse_path(directory_, std::strerror(errno));
+    data_.append(directory_).append("/data");
+    lock_.append(data_).append("-lock");
+  }
+  ~directory_remover() {
+    ::unlink(data_.c_str());
+    ::unlink(lock_.c_str());
+    ::rmdir(directory_.c_str());
+  }
+  directory_remover(directory_remover const&) = delete;
+  directory_remover& operator=(directory_remover const&) = delete;
+
+  std::string const& data() const { return data_; }
+
+ private:
+  std::string directory_;
+  std::string data_;
+  std::string lock_;
+};
 
 store_settings settings_for(open_options const& options, bool durable) {
   return {options.create, options.map_bytes, format_number, durable};
@@ -128,8 +175,9 @@ database::database(std::shared_ptr<database_state> state, bool created,
 
 database::~database() = default;
 
-std::shared_ptr<database> database::open(std::filesystem::path const& path,
+std::shared_ptr<database> database::open(std::filesystem::path const& given,
                                          open_options const& options) {
+  std::filesystem::path const path = canonical_path(given);
   open_list& list = all_open();
   std::unique_lock lock(list.mutex);
   std::shared_ptr<database_state> state;
@@ -145,8 +193,7 @@ std::shared_ptr<database> database::open(std::filesystem::path const& path,
     state = std::make_shared<database_state>(path, settings_for(options, true));
     created = state->storage.created();
     if (stat(path.c_str(), &status) != 0) {
-      throw error(error_kind::cannot_open,
-                  "database \"" + path.string() + "\": " + std::strerror(errno));
+      refuse_path(path, std::strerror(errno));
     }
     state->registration.emplace(status.st_dev, status.st_ino, state);
   }
@@ -156,22 +203,13 @@ std::shared_ptr<database> database::open(std::filesystem::path const& path,
 }
 
 std::shared_ptr<database> database::open_temporary(open_options const& options) {
-  std::string directory = (std::filesystem::temp_directory_path() / "database-XXXXXX").string();
-  if (!mkdtemp(directory.data())) {
-    throw error(error_kind::cannot_open,
-                "temporary database \"" + directory + "\": " + std::strerror(errno));
-  }
+  std::error_code problem;
+  std::filesystem::path const parent = std::filesystem::temp_directory_path(problem);
+  if (problem) refuse_path(parent, "no directory for temporary files: " + problem.message());
   // The files go at once, so that nothing is left even of a process that is killed; the system
   // keeps them for as long as they are open.
-  struct directory_remover {
-    std::string const& directory;
-    ~directory_remover() {
-      std::error_code ignored_in_a_temporary_directory;
-      std::filesystem::remove_all(directory, ignored_in_a_temporary_directory);
-    }
-  } const remover{directory};
-  auto state = std::make_shared<database_state>(std::filesystem::path(directory) / "data",
-                                                settings_for(options, false));
+  directory_remover const remover((parent / "database-XXXXXX").string());
+  auto state = std::make_shared<database_state>(remover.data(), settings_for(options, false));
   return std::shared_ptr<database>(new database(std::move(state), true, options.writer_wait));
 }
 

@@ -42,11 +42,14 @@ struct database_state {
   // A table for a snapshot, with the blocks that an earlier one of the same pages found.
   block_table take_table(std::uint64_t snapshot_id);
   void give_table_back(block_table&& table) noexcept;
+  // Keeps the file open until the process ends, because its writer's locks cannot be given back.
+  void keep_open(std::shared_ptr<database_state> self) noexcept { kept_ = std::move(self); }
 
  private:
   std::mutex mutex_;
   std::shared_ptr<schema const> schema_;  // The last one read; null before.
   std::vector<block_table> spare_tables_;
+  std::shared_ptr<database_state> kept_;  // Itself after keep_open.
 };
 
 // Names in keyspace::meta.

@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <lmdb.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,6 +30,20 @@ constexpr unsigned int most_readers = 1024;
 // How long a process waits for another that is writing while it makes an empty file a database.
 constexpr std::chrono::milliseconds format_wait{10'000};
 
+// Whether a file cannot grow, for which LMDB often has no better word than "input/output error".
+bool has_no_room(std::filesystem::path const& path) {
+  constexpr std::uint64_t least_room = 65'536;
+  struct statvfs system {};
+  if (statvfs(path.c_str(), &system) == 0 && system.f_bavail * system.f_frsize < least_room) {
+    return true;
+  }
+  rlimit limit{};
+  struct stat file {};
+  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+         stat(path.c_str(), &file) == 0 &&
+         static_cast<std::uint64_t>(file.st_size) + least_room > limit.rlim_cur;
+}
+
 [[noreturn]] void fail(int code, std::filesystem::path const& path, char const* task) {
   if (code == ENOMEM) throw std::bad_alloc();
   std::string const text =
@@ -36,6 +52,18 @@ constexpr std::chrono::milliseconds format_wait{10'000};
     case MDB_MAP_FULL:
     case MDB_TXN_FULL:
       throw error(error_kind::map_full, text + " (the database is full)");
+    case MDB_MAP_RESIZED:
+      throw error(error_kind::map_full,
+                  text +
+                      " (another process made it greater than the capacity that it was opened "
+                      "with here: open it again with a greater capacity)");
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      throw error(error_kind::map_full, text + " (the disk is full)");
+    case EIO:
+      if (has_no_room(path)) throw error(error_kind::map_full, text + " (the disk is full)");
+      throw error(error_kind::storage, text);
     case MDB_READERS_FULL:
       throw error(error_kind::too_many, text);
     case MDB_INVALID:
@@ -78,6 +106,12 @@ void refuse_foreign_file(std::filesystem::path const& path, bool create) {
     refuse(error_kind::cannot_open, path, system_text());
   }
   if (!S_ISREG(status.st_mode)) refuse(error_kind::not_a_database, path, "not a regular file");
+  if (status.st_nlink > 1) {
+    refuse(
+        error_kind::cannot_open, path,
+        "the file has " + std::to_string(status.st_nlink) +
+            " names (hard links), and users of different names would not see each other's locks");
+  }
   if (status.st_size == 0 && create) return;
   int const file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) refuse(error_kind::cannot_open, path, system_text());
@@ -92,7 +126,8 @@ void refuse_foreign_file(std::filesystem::path const& path, bool create) {
 
 }  // namespace
 
-store::store(std::filesystem::path const& path, store_settings const& settings) : path_(path) {
+store::store(std::filesystem::path const& path, store_settings const& settings)
+    : path_(path), process_(getpid()) {
   refuse_foreign_file(path, settings.create);
   try {
     open_environment(settings);
@@ -110,6 +145,7 @@ store::store(std::filesystem::path const& path, store_settings const& settings) 
 }
 
 store::~store() {
+  if (!of_this_process()) return;
   mdb_env_close(environment_);
   ::close(lock_file_);
 }
@@ -124,6 +160,10 @@ void store::open_environment(store_settings const& settings) {
   if (code == EACCES || code == ENOENT || code == EPERM || code == EROFS || code == ENOTDIR) {
     errno = code;
     refuse(error_kind::cannot_open, path_, system_text());
+  }
+  if (code == ENOMEM) {
+    refuse(error_kind::cannot_open, path_,
+           "cannot reserve " + std::to_string(settings.map_bytes) + " bytes of address space");
   }
   check(code, path_, "open");
   lock_file_ = ::open(path_.c_str(), O_RDWR | O_CLOEXEC);
@@ -144,8 +184,7 @@ void store::cover_pages() {
   auto const needed = static_cast<off_t>((information.me_last_pgno + 1) * statistics.ms_psize);
   if (status.st_size >= needed) return;
   // Another process may be writing: this adds to the file and touches nothing that is there.
-  if (fallocate(lock_file_, 0, needed - 1, 1) != 0)
-    refuse(error_kind::storage, path_, system_text());
+  if (fallocate(lock_file_, 0, needed - 1, 1) != 0) fail(errno, path_, "extend the file");
 }
 
 // Returns false when the file is empty.
@@ -210,6 +249,11 @@ void store::lock_writer(std::chrono::milliseconds wait) {
   auto const deadline = std::chrono::steady_clock::now() + wait;
   std::chrono::microseconds pause{50};
   for (;;) {
+    if (writer_lost_.load(std::memory_order_relaxed)) {
+      refuse(error_kind::writer_busy, path_,
+             "a write transaction was ended by another thread than the one that began it: nothing "
+             "can be written any more until this process ends");
+    }
     if (!writing_.test_and_set(std::memory_order_acquire)) {
       if (flock(lock_file_, LOCK_EX | LOCK_NB) == 0) return;
       int const code = errno;
@@ -236,11 +280,18 @@ void store::unlock_writer() noexcept {
   writing_.clear(std::memory_order_release);
 }
 
+bool store::of_this_process() const noexcept {
+  return process_ == getpid();
+}
+
 store_transaction::store_transaction(store& store, store_access access,
                                      std::chrono::milliseconds wait)
     : store_(store), access_(access) {
   bool const writes = access == store_access::write;
-  if (writes) store_.lock_writer(wait);
+  if (writes) {
+    store_.lock_writer(wait);
+    thread_ = gettid();
+  }
   int code = MDB_SUCCESS;
   if (writes) {
     // Readers that were killed would keep old pages from being used again.
@@ -257,9 +308,19 @@ store_transaction::store_transaction(store& store, store_access access,
 }
 
 store_transaction::~store_transaction() {
-  if (!transaction_) return;
+  // What a process forked off inherits shares the parent's locks and reader table.
+  if (!transaction_ || !store_.of_this_process()) return;
+  bool const keeps_locks = lost();
   mdb_txn_abort(transaction_);
-  end();
+  if (keeps_locks) {
+    store_.writer_lost_.store(true, std::memory_order_relaxed);
+  } else {
+    end();
+  }
+}
+
+bool store_transaction::lost() const noexcept {
+  return transaction_ && access_ == store_access::write && thread_ != gettid();
 }
 
 void store_transaction::end() noexcept {

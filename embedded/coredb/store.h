@@ -65,6 +65,7 @@ class store {
   void cover_pages();
   void lock_writer(std::chrono::milliseconds wait);
   void unlock_writer() noexcept;
+  bool of_this_process() const noexcept;
 
   std::filesystem::path path_;
   MDB_env* environment_ = nullptr;
@@ -73,12 +74,17 @@ class store {
   int lock_file_ = -1;
   // The same among the threads of this process.
   std::atomic_flag writing_ = ATOMIC_FLAG_INIT;
+  // A write batch ended on another thread than it began, where LMDB's own lock cannot be given
+  // back: there are no further writers in this process, and none in others before it ends.
+  std::atomic<bool> writer_lost_ = false;
   bool created_ = false;
+  int process_ = 0;  // The process that opened the store; its children must leave it alone.
 };
 
 enum class store_access { read, write };
 
-// A snapshot, or the write batch. Without a commit a write batch leaves nothing.
+// A snapshot, or the write batch. Without a commit a write batch leaves nothing. A write batch ends
+// on the thread that began it; see `lost`.
 class store_transaction {
  public:
   // A write batch waits until no other is open, for `wait` at most: error(writer_busy).
@@ -88,6 +94,9 @@ class store_transaction {
   store_transaction& operator=(store_transaction const&) = delete;
 
   store& parent() const { return store_; }
+  // Whether this is a write batch of another thread. When it goes here, its changes go with it, but
+  // its locks stay, and later writers are refused: error(writer_busy).
+  bool lost() const noexcept;
   // Counts commits: snapshots with equal ids see the same pages.
   std::uint64_t id() const;
 
@@ -111,6 +120,7 @@ class store_transaction {
   store& store_;
   MDB_txn* transaction_ = nullptr;
   store_access access_;
+  int thread_ = 0;  // The system's id of the thread that began a write batch.
 };
 
 // A position in one key space. It must go before its transaction ends.
