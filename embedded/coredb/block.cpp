@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <string>
+
+#include "coredb/error.h"
 
 namespace qd::coredb {
 namespace {
@@ -133,9 +136,13 @@ void block_editor::compact(layout const& layout) {
       if (!has_bytes(layout.kinds[j]) || view.is_null(column)) continue;
       heap_place place = place_of(view.slot(column));
       if (place.is_long()) continue;
-      unsigned char const* const bytes = image() + heap + place.offset;
+      bool damaged = false;
+      std::span<unsigned char const> const bytes = heap_bytes(view, place, damaged);
+      if (damaged) {
+        throw error(error_kind::storage, "object " + std::to_string(view.oid) + " is damaged");
+      }
       place.offset = static_cast<std::uint32_t>(packed.size() - heap);
-      packed.insert(packed.end(), bytes, bytes + place.size);
+      packed.insert(packed.end(), bytes.begin(), bytes.end());
       std::size_t const slot = static_cast<std::size_t>(view.record() - image()) +
                                (layout.null_words + column) * std::size_t{8};
       put(packed.data() + slot, slot_of(place));

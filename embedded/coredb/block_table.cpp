@@ -4,6 +4,7 @@ namespace qd::coredb {
 
 void block_table::remember(std::uint64_t number, unsigned char const* image) {
   std::uint64_t const index = number / blocks_per_page;
+  if (index >= most_pages) return;
   if (index >= pages_.size()) pages_.resize(index + 1);
   if (!pages_[index]) pages_[index] = std::make_unique<page>();
   (*pages_[index])[number % blocks_per_page] = image;

@@ -19,7 +19,8 @@ class block_table {
     }
     return (*pages_[page])[number % blocks_per_page];
   }
-  // Only for blocks that are stored: a table is as large as the greatest number requires.
+  // Only for blocks that are stored: a table is as large as the greatest number requires. Blocks
+  // with numbers that no table could bear are not kept.
   void remember(std::uint64_t number, unsigned char const* image);
 
   // Forgets everything unless it belongs to this very snapshot.
@@ -28,6 +29,8 @@ class block_table {
 
  private:
   static constexpr std::uint64_t blocks_per_page = 512;
+  // Room for the blocks of 2^37 object ids, in at most 32 MiB.
+  static constexpr std::uint64_t most_pages = std::uint64_t{1} << 22;
   using page = std::array<unsigned char const*, blocks_per_page>;
 
   std::vector<std::unique_ptr<page>> pages_;

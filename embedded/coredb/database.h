@@ -21,6 +21,10 @@ class write_transaction;
 struct database_state;
 struct write_state;
 
+// One reservation of object ids is no greater. The numbers that it passes over cost every later
+// snapshot a little memory, a byte for 4096 ids, whether they are used or not.
+inline constexpr std::uint64_t most_oids_reserved_at_once = std::uint64_t{1} << 32;
+
 struct open_options {
   // Creates the database when nothing is there.
   bool create = true;
@@ -113,14 +117,23 @@ class QD_COREDB_API write_transaction {
   // Sets `count` consecutive object ids aside for objects of the layout and returns the first. An
   // id that is never used costs nothing.
   std::uint64_t reserve_oids(std::uint16_t layout, std::uint64_t count);
-  // Inserts an object under an id that reserve_oids set aside in this transaction.
+  // Inserts an object under an id that reserve_oids set aside in this transaction. An id whose
+  // object was erased is not used again.
   void insert_reserved(std::uint64_t oid, std::span<field const> fields);
+  // The layout that an id was set aside for in this transaction; empty after its object was erased.
+  std::optional<std::uint16_t> reserved_layout(std::uint64_t oid) const;
   void update(std::uint64_t oid, std::span<field_change const> changes);
   void erase(std::uint64_t oid);
   // The layout of an object; empty when there is no such object.
   std::optional<std::uint16_t> layout_of(std::uint64_t oid) const;
 
-  // Ends the transaction. When commit throws, nothing was committed.
+  // Throws error(bad_transaction) when the transaction has ended or belongs to another thread.
+  void require_owner() const;
+  // Grows with every change, a refused or failed one included if it had begun to write.
+  std::uint64_t change_count() const;
+
+  // Ends the transaction. When commit throws, nothing was committed. Indexed references to reserved
+  // ids that have no object become NULL.
   void commit();
   void roll_back() noexcept;
 

@@ -158,6 +158,10 @@ bool entry_iterator::seek_after_change() {
 bool entry_iterator::beyond_end(entry_view const& entry, byte_view key) const {
   key_bound const& end = descending_ ? range_.low : range_.high;
   if (end.beyond_all) return false;
+  // Where the stored keys end is where a longer bound does not decide.
+  if (entry.cut && end.bytes.size() <= entry.key.size()) {
+    return descending_ == below(entry.key, end);
+  }
   if (entry.cut) {
     // Compared as far as the entry's key goes; the members of its group are compared one by one.
     byte_view const bound = end.bytes.bytes().first(std::min(end.bytes.size(), entry.key.size()));

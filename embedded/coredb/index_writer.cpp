@@ -88,6 +88,23 @@ void index_writer::erase_all(index const& index) {
   }
 }
 
+std::vector<std::uint64_t> index_writer::targets_between(
+    std::uint64_t first, std::uint64_t end, std::function<bool(std::uint64_t)> const& wanted) {
+  std::vector<std::uint64_t> targets;
+  std::uint64_t last = 0;
+  referrer_key const start(first, 0, 0);
+  store_cursor cursor(context_.transaction(), keyspace::entries);
+  for (bool found = cursor.seek(start.view()); found; found = cursor.next()) {
+    byte_view const key = cursor.key();
+    if (key.size() != sizeof start.bytes || key[0] != referrer_key::mark) break;
+    std::uint64_t const target = get_big_endian(key.data() + 1);
+    if (target >= end) break;
+    if (target != last && wanted(target)) targets.push_back(target);
+    last = target;
+  }
+  return targets;
+}
+
 std::vector<index_writer::referrer> index_writer::take_referrers(std::uint64_t target) {
   std::vector<referrer> found_referrers;
   {

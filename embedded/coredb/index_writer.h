@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,14 +28,16 @@ class index_writer {
   // A column that stands in an index and holds `oid` of another object is noted under that object.
   // When the object goes, the reference becomes NULL in the record and in the indexes, so that a
   // scan for NULL finds what a read says is NULL. (References in no index need no note: their reads
-  // look at the object.) A note may outlive its reference, when an index was dropped, and means
-  // nothing then.
+  // look at the object.)
   void put_referrer(std::uint64_t oid, unsigned int column, field const& value);
   void erase_referrer(std::uint64_t oid, unsigned int column, field const& value);
   struct referrer {
     std::uint64_t oid;
     unsigned int column;
   };
+  // The ids in [first, end) that notes stand under and that `wanted` holds for.
+  std::vector<std::uint64_t> targets_between(std::uint64_t first, std::uint64_t end,
+                                             std::function<bool(std::uint64_t)> const& wanted);
   // The notes under an object, which are gone afterwards.
   std::vector<referrer> take_referrers(std::uint64_t target);
 

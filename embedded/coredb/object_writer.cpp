@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "coredb/database.h"
 #include "coredb/error.h"
 
 namespace qd::coredb {
@@ -34,6 +35,16 @@ void check_field(layout const& layout, unsigned int column, field const& value) 
 field normal(field value) {
   if (value.kind == column_kind::reference && value.word == 0) value.null = true;
   return value;
+}
+
+// Those of the columns that stand in none of the layout's indexes.
+std::vector<std::uint16_t> columns_but_for(std::vector<std::uint16_t> columns,
+                                           layout const& layout) {
+  std::erase_if(columns, [&](std::uint16_t const column) {
+    std::vector<std::uint16_t> const& indexed = layout.indexed_references;
+    return std::find(indexed.begin(), indexed.end(), column) != indexed.end();
+  });
+  return columns;
 }
 
 bool is_null_in_key(index const& index, auto const& field_of) {
@@ -90,8 +101,9 @@ std::uint64_t object_writer::insert(std::uint16_t layout_id, std::span<field con
 
 std::uint64_t object_writer::reserve(std::uint16_t layout_id, std::uint64_t count) {
   find_layout(layout_id);
-  if (count == 0 || count > std::uint64_t{1} << 40) {
-    refuse("cannot reserve " + std::to_string(count) + " object ids");
+  if (count == 0 || count > most_oids_reserved_at_once) {
+    refuse("cannot reserve " + std::to_string(count) + " object ids: between 1 and " +
+           std::to_string(most_oids_reserved_at_once) + " can be at once");
   }
   std::uint64_t const first = oid_of(state_.next_block, 0);
   state_.reserved.emplace(first, reserved_run{first + count, layout_id});
@@ -99,17 +111,35 @@ std::uint64_t object_writer::reserve(std::uint16_t layout_id, std::uint64_t coun
   return first;
 }
 
-void object_writer::insert_reserved(std::uint64_t oid, std::span<field const> fields) {
+std::optional<std::uint16_t> object_writer::reserved_layout(std::uint64_t oid) const {
   auto const behind = state_.reserved.upper_bound(oid);
-  if (behind == state_.reserved.begin() || oid >= std::prev(behind)->second.end) {
-    refuse(object_name(oid) + " was not reserved in this transaction");
-  }
-  layout const& layout = find_layout(std::prev(behind)->second.layout);
+  if (behind == state_.reserved.begin()) return std::nullopt;
+  reserved_run const& run = std::prev(behind)->second;
+  if (oid >= run.end || state_.erased_reserved.contains(oid)) return std::nullopt;
+  return run.layout;
+}
+
+void object_writer::insert_reserved(std::uint64_t oid, std::span<field const> fields) {
+  std::optional<std::uint16_t> const layout_id = reserved_layout(oid);
+  if (!layout_id) refuse(object_name(oid) + " is not reserved in this transaction");
+  layout const& layout = find_layout(*layout_id);
   check_insert(layout, fields);
-  if (block_has(context_.block(block_of(oid)), record_of(oid))) {
-    refuse(object_name(oid) + " exists already");
-  }
+  if (exists(oid)) refuse(object_name(oid) + " exists already");
   insert_at(oid, layout, fields);
+}
+
+void object_writer::end_reservations(std::uint16_t layout) {
+  for (auto run = state_.reserved.begin(); run != state_.reserved.end();) {
+    if (layout != 0 && run->second.layout != layout) {
+      ++run;
+      continue;
+    }
+    auto const unused = [&](std::uint64_t oid) { return !exists(oid); };
+    for (std::uint64_t const oid : indexes_.targets_between(run->first, run->second.end, unused)) {
+      clear_references_to(oid);
+    }
+    run = state_.reserved.erase(run);
+  }
 }
 
 void object_writer::insert_at(std::uint64_t oid, layout const& layout,
@@ -179,13 +209,17 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
       indexes_.refuse_equal_key(index, state_.keys[i], oid);
     }
   }
-  change_scope scope(state_);
+  state_.references.clear();
   for (std::uint16_t const column : layout.indexed_references) {
-    field const before = old_field_of(column);
-    field const after = field_of(column);
-    if (before.null == after.null && before.word == after.word) continue;
-    indexes_.erase_referrer(oid, column, before);
-    indexes_.put_referrer(oid, column, after);
+    reference_change const change{column, old_field_of(column), field_of(column)};
+    bool const same =
+        change.before.null == change.after.null && change.before.word == change.after.word;
+    if (!same) state_.references.push_back(change);
+  }
+  change_scope scope(state_);
+  for (reference_change const& change : state_.references) {
+    indexes_.erase_referrer(oid, change.column, change.before);
+    indexes_.put_referrer(oid, change.column, change.after);
   }
   dirty_block& block = edit(block_of(oid), layout);
   for (field_change const& change : changes) {
@@ -213,8 +247,13 @@ void object_writer::erase(std::uint64_t oid) {
       return read_field(record, column, context_.transaction());
     });
   }
+  state_.references.clear();
   for (std::uint16_t const column : layout.indexed_references) {
-    indexes_.erase_referrer(oid, column, read_field(record, column, context_.transaction()));
+    field const before = read_field(record, column, context_.transaction());
+    state_.references.push_back({column, before, field::of_null(column_kind::reference)});
+  }
+  for (reference_change const& change : state_.references) {
+    indexes_.erase_referrer(oid, change.column, change.before);
   }
   dirty_block& block = edit(block_of(oid), layout);
   for (std::size_t column = system_column_count; column < layout.kinds.size(); ++column) {
@@ -223,6 +262,7 @@ void object_writer::erase(std::uint64_t oid) {
     set_field(block, oid, static_cast<unsigned int>(column), nothing, layout);
   }
   block.editor.remove(record_of(oid));
+  if (reserved_layout(oid)) state_.erased_reserved.insert(oid);
   for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
     indexes_.erase(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
   }
@@ -264,6 +304,10 @@ void object_writer::set_field(dirty_block& block, std::uint64_t oid, unsigned in
   block.editor.set(record_of(oid), stored, value, layout);
 }
 
+bool object_writer::exists(std::uint64_t oid) const {
+  return block_has(context_.block(block_of(oid)), record_of(oid));
+}
+
 // Makes the indexed references to an object NULL, but for its own.
 void object_writer::clear_references_to(std::uint64_t oid) {
   for (index_writer::referrer const& found : indexes_.take_referrers(oid)) {
@@ -277,20 +321,39 @@ void object_writer::clear_references_to(std::uint64_t oid) {
   }
 }
 
+// Visits the objects of a block. The block is copied, because what `visit` writes may move pages.
+template <class Visit>
+void object_writer::for_each_record(std::uint64_t block, layout const& layout, Visit const& visit) {
+  unsigned char const* const stored = context_.block(block);
+  if (block_live(stored) == 0) return;
+  std::vector<unsigned char> const image(stored, stored + block_size(stored));
+  for (unsigned int i = 0; i < records_per_block; ++i) {
+    if (block_has(image.data(), i)) visit(record_view{image.data(), &layout, oid_of(block, i)});
+  }
+}
+
+// Makes those of a block's references NULL that lead to objects which are gone and were not noted.
+void object_writer::clear_dangling(std::uint64_t block, layout const& layout,
+                                   std::vector<std::uint16_t> const& columns) {
+  for_each_record(block, layout, [&](record_view const& record) {
+    for (std::uint16_t const column : columns) {
+      field const value = read_field(record, column, context_.transaction());
+      if (value.null || exists(value.word) || reserved_layout(value.word)) continue;
+      field const nothing = field::of_null(column_kind::reference);
+      set_field(edit(block, layout), record.oid, column, nothing, layout);
+    }
+  });
+}
+
 void object_writer::build_index(index const& index) {
   std::vector<std::uint16_t> const references = references_in(index.definition);
   key_buffer key;
-  std::vector<unsigned char> image;
   for (std::uint16_t const id : index.covered) {
     layout const& layout = find_layout(id);
+    std::vector<std::uint16_t> const unnoted = columns_but_for(references, layout);
     for (std::uint64_t const number : blocks_of(id)) {
-      // A copy, because every entry that is written may move the pages.
-      unsigned char const* const stored = context_.block(number);
-      if (block_live(stored) == 0) continue;
-      image.assign(stored, stored + block_size(stored));
-      for (unsigned int i = 0; i < records_per_block; ++i) {
-        if (!block_has(image.data(), i)) continue;
-        record_view const record{image.data(), &layout, oid_of(number, i)};
+      if (!unnoted.empty()) clear_dangling(number, layout, unnoted);
+      for_each_record(number, layout, [&](record_view const& record) {
         auto const field_of = [&](unsigned int column) {
           return read_field(record, column, context_.transaction());
         };
@@ -303,7 +366,25 @@ void object_writer::build_index(index const& index) {
         for (std::uint16_t const column : references) {
           indexes_.put_referrer(record.oid, column, field_of(column));
         }
-      }
+      });
+      flush_when_large();
+    }
+  }
+}
+
+void object_writer::forget_referrers(index const& index, schema const& without) {
+  for (std::uint16_t const id : index.covered) {
+    std::vector<std::uint16_t> const columns =
+        columns_but_for(references_in(index.definition), *without.find_layout(id));
+    if (columns.empty()) continue;
+    layout const& layout = find_layout(id);
+    for (std::uint64_t const number : blocks_of(id)) {
+      for_each_record(number, layout, [&](record_view const& record) {
+        for (std::uint16_t const column : columns) {
+          field const value = read_field(record, column, context_.transaction());
+          indexes_.erase_referrer(record.oid, column, value);
+        }
+      });
     }
   }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -46,11 +47,18 @@ class object_writer {
   std::uint64_t insert(std::uint16_t layout, std::span<field const> fields);
   std::uint64_t reserve(std::uint16_t layout, std::uint64_t count);
   void insert_reserved(std::uint64_t oid, std::span<field const> fields);
+  // The layout that an id was set aside for; empty once its object was erased.
+  std::optional<std::uint16_t> reserved_layout(std::uint64_t oid) const;
+  // Ends the reservations of a layout, or of all (0): the ids that have no object will have none,
+  // so that the indexed references to them become NULL, as they read.
+  void end_reservations(std::uint16_t layout);
   void update(std::uint64_t oid, std::span<field_change const> changes);
   void erase(std::uint64_t oid);
 
-  // Enters the objects that are there into a new index.
+  // Enters the objects that are there into a new index. References to deleted objects become NULL.
   void build_index(index const& index);
+  // Takes back the notes of the index's references, but for those that a schema without it needs.
+  void forget_referrers(index const& index, schema const& without);
 
   // The blocks that hold objects of a layout.
   std::vector<std::uint64_t> blocks_of(std::uint16_t layout);
@@ -66,7 +74,12 @@ class object_writer {
   dirty_block& edit(std::uint64_t number, layout const& layout);
   void set_field(dirty_block& block, std::uint64_t oid, unsigned int column, field const& value,
                  layout const& layout);
+  bool exists(std::uint64_t oid) const;
   void clear_references_to(std::uint64_t oid);
+  void clear_dangling(std::uint64_t block, layout const& layout,
+                      std::vector<std::uint16_t> const& columns);
+  template <class Visit>
+  void for_each_record(std::uint64_t block, layout const& layout, Visit const& visit);
   void flush_when_large();
 
   context& context_;

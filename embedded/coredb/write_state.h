@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "coredb/block.h"
@@ -35,6 +36,12 @@ struct reserved_run {
   std::uint16_t layout;
 };
 
+struct reference_change {
+  std::uint16_t column;
+  field before;
+  field after;
+};
+
 struct dirty_block {
   block_editor editor;
   std::uint16_t layout;
@@ -54,6 +61,8 @@ struct write_state {
   // The keys of the object at hand, one per index of its layout.
   std::vector<key_buffer> keys;
   std::vector<key_buffer> old_keys;
+  // Its indexed references, copied before the first write, which may free the page they are on.
+  std::vector<reference_change> references;
 
   // The stored counters.
   std::uint64_t next_block = 1;
@@ -63,6 +72,8 @@ struct write_state {
   // The next object id of a layout, by layout; 0: the next one begins a block. Read when needed.
   std::unordered_map<std::uint16_t, std::uint64_t> next_oid;
   std::map<std::uint64_t, reserved_run> reserved;  // By first id.
+  // Reserved ids whose objects are gone again: no id is used twice.
+  std::unordered_set<std::uint64_t> erased_reserved;
 };
 
 }  // namespace qd::coredb

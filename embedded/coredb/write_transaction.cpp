@@ -42,10 +42,15 @@ void take_schema(context& context, std::shared_ptr<schema const> changed) {
   context.forget_iterators();
   context.set_schema(std::move(changed));
   context.writer()->schema_changed = true;
+  ++context.writer()->changes;
 }
 
 [[noreturn]] void refuse_schema(std::string const& text) {
   throw error(error_kind::bad_schema, text);
+}
+
+[[noreturn]] void refuse_use(char const* why) {
+  throw error(error_kind::bad_transaction, std::string("the write transaction ") + why);
 }
 
 void write_counters(store_transaction& transaction, write_state const& state) {
@@ -78,15 +83,21 @@ schema const& write_transaction::schema() const {
 }
 
 write_state& write_transaction::active() const {
-  auto const refuse = [](char const* why) {
-    throw error(error_kind::bad_transaction, std::string("the write transaction ") + why);
-  };
-  if (!context_) refuse("has ended");
-  if (context_->place().owner.load(std::memory_order_relaxed) != &thread_mark) {
-    refuse("belongs to another thread");
-  }
-  if (context_->writer()->failed) refuse("has failed and can only be rolled back");
+  require_owner();
+  if (context_->writer()->failed) refuse_use("has failed and can only be rolled back");
   return *context_->writer();
+}
+
+void write_transaction::require_owner() const {
+  if (!context_) refuse_use("has ended");
+  if (context_->place().owner.load(std::memory_order_relaxed) != &thread_mark) {
+    refuse_use("belongs to another thread");
+  }
+}
+
+std::uint64_t write_transaction::change_count() const {
+  require_owner();
+  return context_->writer()->changes;
 }
 
 std::uint16_t write_transaction::create_layout(layout_definition const& definition) {
@@ -145,10 +156,10 @@ void write_transaction::drop_layout(std::uint16_t layout) {
     }
   }
   // The blocks must be written while their layout is known.
+  writer.end_reservations(layout);
   writer.flush();
   state.next_oid.erase(layout);
   context_->transaction().erase(keyspace::meta, next_oid_key(layout).view());
-  std::erase_if(state.reserved, [&](auto const& run) { return run.second.layout == layout; });
   take_schema(*context_,
               changed_schema(*context_, std::move(layouts), indexes_of(context_->schema())));
   scope.done();
@@ -171,6 +182,7 @@ std::uint64_t write_transaction::create_index(index_definition const& definition
     if (!chosen.extent) writer.build_index(made);
   } catch (unique_violation const&) {
     index_writer(*context_).erase_all(made);
+    writer.forget_referrers(made, context_->schema());
     scope.done();
     throw;
   }
@@ -190,6 +202,7 @@ void write_transaction::drop_index(std::uint64_t id) {
       changed_schema(*context_, layouts_of(context_->schema()), std::move(indexes));
   change_scope scope(state);
   index_writer(*context_).erase_all(*found);
+  object_writer(*context_).forget_referrers(*found, *changed);
   take_schema(*context_, std::move(changed));
   scope.done();
 }
@@ -207,6 +220,11 @@ std::uint64_t write_transaction::reserve_oids(std::uint16_t layout, std::uint64_
 void write_transaction::insert_reserved(std::uint64_t oid, std::span<field const> fields) {
   active();
   object_writer(*context_).insert_reserved(oid, fields);
+}
+
+std::optional<std::uint16_t> write_transaction::reserved_layout(std::uint64_t oid) const {
+  active();
+  return object_writer(*context_).reserved_layout(oid);
 }
 
 void write_transaction::update(std::uint64_t oid, std::span<field_change const> changes) {
@@ -230,7 +248,9 @@ void write_transaction::commit() {
   write_state& state = active();
   // Whatever happens, the transaction ends here.
   std::unique_ptr<context> const ending = std::move(context_);
-  object_writer(*ending).flush();
+  object_writer writer(*ending);
+  writer.end_reservations(0);
+  writer.flush();
   write_counters(ending->transaction(), state);
   if (state.schema_changed) {
     ending->transaction().put(keyspace::meta, schema_name(), ending->schema().encode());

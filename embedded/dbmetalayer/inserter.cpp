@@ -68,10 +68,14 @@ object_id inserter::insert(std::initializer_list<value> row) {
 void inserter::insert_reserved(object_id object, std::span<value const> row) {
   state_->owner->write_objects([&] {
     coredb::write_transaction& core = state_->open();
-    if (state_->owner->reserved_layout(object.oid) != state_->info->layout) {
+    if (core.reserved_layout(object.oid) != state_->info->layout) {
       throw error(error_kind::bad_reference,
-                  to_string(value(object)) + " was not reserved for class " +
+                  to_string(value(object)) + " is not reserved for class " +
                       to_utf8(state_->info->name) + " in this transaction");
+    }
+    if (core.layout_of(object.oid)) {
+      throw error(error_kind::duplicate, "class " + to_utf8(state_->info->name) + ": " +
+                                             to_string(value(object)) + " exists already");
     }
     core.insert_reserved(object.oid, state_->encoder.encode_object(row));
   });

@@ -13,8 +13,10 @@ struct thread_binding::state {
   std::shared_ptr<bound_context> bound;
 };
 
-thread_binding::thread_binding(unsigned long context)
-    : state_(std::make_unique<state>(state{bind_to_thread(context)})) {}
+// All that can fail comes before the thread's context changes.
+thread_binding::thread_binding(unsigned long context) : state_(std::make_unique<state>()) {
+  state_->bound = bind_to_thread(context);
+}
 
 thread_binding::thread_binding(thread_binding&& other) noexcept = default;
 

@@ -34,6 +34,7 @@ std::span<column_value const> span_of(std::initializer_list<column_value> list) 
 
 coredb::write_transaction& transaction::state::open() {
   if (!core) throw error(error_kind::bad_transaction, "the write transaction has ended");
+  translated([&] { core->require_owner(); });
   return *core;
 }
 
@@ -66,21 +67,15 @@ std::shared_ptr<class_info const> transaction::state::writable_class(std::u16str
   return info;
 }
 
-std::uint16_t transaction::state::reserved_layout(std::uint64_t oid) const {
-  auto const behind = reserved.upper_bound(oid);
-  if (behind == reserved.begin()) return 0;
-  reserved_run const& run = std::prev(behind)->second;
-  return oid - run.first < run.count ? run.layout : 0;
-}
-
 reference_checker::answer transaction::state::check(std::uint64_t oid,
                                                     std::uint16_t referenced_layout) {
-  std::uint16_t layout = core->layout_of(oid).value_or(0);
-  if (layout == 0) layout = reserved_layout(oid);
-  if (layout == 0) return answer::no_object;
-  if (layout == referenced_layout) return answer::fits;
+  // Reserved ids may be referred to before their objects exist.
+  std::optional<std::uint16_t> layout = core->layout_of(oid);
+  if (!layout) layout = core->reserved_layout(oid);
+  if (!layout) return answer::no_object;
+  if (*layout == referenced_layout) return answer::fits;
   coredb::schema const& schema = core->schema();
-  bool const derived = schema.find_layout(layout)->is_a(*schema.find_layout(referenced_layout));
+  bool const derived = schema.find_layout(*layout)->is_a(*schema.find_layout(referenced_layout));
   return derived ? answer::fits : answer::other_class;
 }
 
@@ -141,9 +136,13 @@ object_id transaction::insert(std::u16string_view class_name,
 object_id transaction::reserve_oids(std::u16string_view class_name, std::uint64_t count) {
   return state_->write_objects([&] {
     auto const info = state_->writable_class(class_name);
-    std::uint64_t const first = state_->open().reserve_oids(info->layout, count);
-    state_->reserved[first] = {first, count, info->layout};
-    return object_id{first};
+    if (count == 0 || count > coredb::most_oids_reserved_at_once) {
+      throw error(error_kind::bad_definition,
+                  "class " + to_utf8(class_name) + ": cannot reserve " + std::to_string(count) +
+                      " object ids; between 1 and " +
+                      std::to_string(coredb::most_oids_reserved_at_once) + " can be at once");
+    }
+    return object_id{state_->open().reserve_oids(info->layout, count)};
   });
 }
 

@@ -20,25 +20,17 @@
 namespace qd::embedded {
 
 struct transaction::state final : reference_checker {
-  // Ids that were set aside and may be referred to before their objects exist.
-  struct reserved_run {
-    std::uint64_t first = 0;
-    std::uint64_t count = 0;
-    std::uint16_t layout = 0;
-  };
-
   explicit state(std::unique_ptr<coredb::write_transaction> begun) : core(std::move(begun)) {}
 
-  // Throws bad_transaction after the end.
+  // Throws bad_transaction after the end, and on another thread than began the transaction.
   coredb::write_transaction& open();
   std::shared_ptr<class_info const> class_of_name(std::u16string_view name);
   std::shared_ptr<class_info const> class_of_layout(std::uint16_t layout);
   // Refuses the catalogue's own classes.
   std::shared_ptr<class_info const> writable_class(std::u16string_view name);
   answer check(std::uint64_t oid, std::uint16_t referenced_layout) override;
-  std::uint16_t reserved_layout(std::uint64_t oid) const;
 
-  // Changes the catalogue; what is not a mere refusal ends the transaction.
+  // Changes the catalogue. What is not a mere refusal ends the transaction if the change had begun.
   template <class Change>
   void change_catalogue(Change&& change);
   // Writes objects; a duplicate's text names the class, columns and values.
@@ -48,24 +40,28 @@ struct transaction::state final : reference_checker {
   std::unique_ptr<coredb::write_transaction> core;  // Null after the end.
   std::map<std::u16string, std::shared_ptr<class_info const>, std::less<>> classes_by_name;
   std::map<std::uint16_t, std::shared_ptr<class_info const>> classes_by_layout;
-  std::map<std::uint64_t, reserved_run> reserved;  // By the first id.
   std::uint64_t dropped_classes = 0;
 };
 
 template <class Change>
 void transaction::state::change_catalogue(Change&& change) {
   coredb::write_transaction& core_transaction = open();
+  std::uint64_t const changes = core_transaction.change_count();
+  auto const roll_back_what_began = [&] {
+    if (core_transaction.change_count() != changes) core_transaction.roll_back();
+  };
   try {
     catalogue_writer writer(core_transaction);
     translated([&] { change(writer); });
   } catch (error const& refused) {
     bool const unchanged = refused.kind() == error_kind::bad_definition ||
                            refused.kind() == error_kind::unknown_name ||
-                           refused.kind() == error_kind::duplicate;
-    if (!unchanged) core->roll_back();
+                           refused.kind() == error_kind::duplicate ||
+                           refused.kind() == error_kind::bad_transaction;
+    if (!unchanged) roll_back_what_began();
     throw;
   } catch (...) {
-    core->roll_back();
+    roll_back_what_began();
     throw;
   }
 }

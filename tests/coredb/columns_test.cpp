@@ -300,7 +300,7 @@ TEST_F(Layouts, RefusalsNameTheColumnAndChangeNothing) {
          transaction->update(object, {&missing, 1});
        }},
       {"object 12345 does not exist", [&] { transaction->erase(12345); }},
-      {"object 12345 was not reserved",
+      {"object 12345 is not reserved",
        [&] {
          transaction->insert_reserved(12345, {&number, 1});
        }},

@@ -1,10 +1,12 @@
 // Database files: what is refused, what survives, who waits for whom.
 #include <lmdb.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <functional>
 #include <thread>
@@ -152,6 +154,24 @@ TEST(Files, WhatIsNoDatabaseIsRefusedByNameAndReason) {
   }
 }
 
+TEST(Files, OneFileHasOneLockWhateverItIsCalled) {
+  scratch_directory const directory;
+  fs::create_symlink(directory / "db", directory / "link");
+  expect_error(error_kind::cannot_open, "leads to nothing",
+               [&] { database::open(directory / "link"); });
+  database::open(directory / "db");
+  EXPECT_EQ(database::open(directory / "link")->path().filename(), "db");
+  EXPECT_FALSE(fs::exists(directory / "link-lock"));
+  fs::create_hard_link(directory / "db", directory / "other");
+  expect_error(error_kind::cannot_open, "2 names", [&] { database::open(directory / "db"); });
+}
+
+TEST(Files, AReservedSizeThatIsTooGreatIsNamed) {
+  scratch_directory const directory;
+  expect_error(error_kind::cannot_open, "cannot reserve 140737488355328 bytes of address space",
+               [&] { database::open(directory / "db", {.map_bytes = std::uint64_t{1} << 47}); });
+}
+
 TEST(Files, AnEmptyFileBecomesADatabase) {
   scratch_directory const directory;
   write_file(directory / "db", "");
@@ -297,6 +317,27 @@ TEST(Files, ASecondWriterWaitsAndThenIsRefused) {
   hasty->begin_write()->roll_back();
 }
 
+// The locks of a transaction that ends on a foreign thread cannot be given back. A file, because
+// the process keeps it open from then on.
+TEST(Files, AWriterThatEndsOnAnotherThreadIsReportedToLaterOnes) {
+  scratch_directory const directory;
+  auto const database = database::open(directory / "db");
+  std::unique_ptr<write_transaction> lost;
+  std::atomic<bool> begun{false}, ended{false};
+  std::thread owner([&] {
+    lost = database->begin_write();
+    begun = true;
+    while (!ended) std::this_thread::yield();
+  });
+  while (!begun) std::this_thread::yield();
+  lost.reset();
+  expect_error(error_kind::writer_busy, "ended by another thread",
+               [&] { database->begin_write(); });
+  EXPECT_TRUE(database->begin_snapshot()->schema().layouts().empty());
+  ended = true;
+  owner.join();
+}
+
 // Runs `body` in a process of its own. It must not be called while a database is open.
 template <typename Body>
 pid_t in_child(Body const& body) {
@@ -401,6 +442,36 @@ TEST(Processes, AKilledWriterLeavesItsLastCommit) {
   }
 }
 
+TEST(Processes, AFileThatCannotGrowIsFullAndADatabaseInAStaticObjectClosesAtExit) {
+  scratch_directory const directory;
+  pid_t const child = fork();
+  if (child == 0) {
+    static std::shared_ptr<database> kept;
+    kept = database::open(directory / "db");
+    sample const written = make_sample(*kept);
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit const limit{1 << 20, 1 << 20};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    try {
+      auto const transaction = kept->begin_write();
+      for (std::uint64_t i = 0; i < 5000; ++i) {
+        insert(*transaction, written.layout, {unsigned_of(i), text_of(std::u16string(900, u'x'))});
+      }
+      transaction->commit();
+    } catch (error const& met) {
+      // Runs the destructors of static objects.
+      std::exit(met.kind() == error_kind::map_full &&
+                        std::string(met.what()).ends_with("(the disk is full)")
+                    ? 0
+                    : 1);
+    }
+    std::exit(2);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
 TEST(Files, NothingStaysOfDeletedObjectsAndDroppedClasses) {
   scratch_directory const directory;
   {
@@ -409,7 +480,7 @@ TEST(Files, NothingStaysOfDeletedObjectsAndDroppedClasses) {
     auto transaction = database->begin_write();
     std::uint16_t const derived =
         transaction->create_layout({0, written.layout, 0, u"AB", {kind::reference, kind::binary}});
-    transaction->create_index(
+    std::uint64_t const by_two = transaction->create_index(
         {0, derived, {{5, kind::reference, true}, {6, kind::binary, true}}, false, false});
     oids objects;
     for (int i = 0; i < 10; ++i) {
@@ -428,6 +499,10 @@ TEST(Files, NothingStaysOfDeletedObjectsAndDroppedClasses) {
     for (std::uint64_t oid = 65; oid < 64 + 200; ++oid) transaction->erase(oid);
     transaction->commit();
     transaction = database->begin_write();
+    // An index that goes before its objects do takes its notes along.
+    std::uint64_t const by_reference =
+        transaction->create_index({0, derived, {{5, kind::reference, true}}, false, false});
+    for (std::uint64_t const id : {by_two, by_reference}) transaction->drop_index(id);
     transaction->drop_layout(derived);
     transaction->commit();
   }

@@ -166,6 +166,38 @@ TEST_F(Objects, ReservedObjectsAreReferredToBeforeTheyAreThere) {
   EXPECT_EQ(read.extent(*view, u"s.Round").size(), 3u);
 }
 
+// An index must have NULL where a read of the reference says NULL, whenever its target went.
+TEST_F(Objects, IndexesHaveTheNullsThatReferencesRead) {
+  object_id const erased = write.insert(u"s.Shape", {});
+  for (int i = 0; i < 2; ++i) write.insert(u"s.Shape", {{u"link", erased}});
+  write.erase(erased);
+  object_id const unused = write.reserve_oids(u"s.Round", 2);
+  write.insert(u"s.Shape", {{u"link", unused}});
+  // Over objects that are there; the two dangling references are no equal keys.
+  write.define_index(
+      {.name = u"s.link", .class_name = u"s.Shape", .columns = {{u"link"}}, .unique = true});
+  object_id const used = {unused.oid + 1};
+  write.prepare_insert(u"s.Round", {u"radius"}).insert_reserved(used, {decimal{1}});
+  write.insert(u"s.Shape", {{u"link", used}});
+  // A class that goes takes its reservations along.
+  write.define_class({.name = u"s.Gone", .base = u"s.Shape"});
+  object_id const of_gone = write.reserve_oids(u"s.Gone", 1);
+  write.insert(u"s.Shape", {{u"link", of_gone}});
+  write.drop_class(u"s.Gone");
+  EXPECT_THROW(write.insert(u"s.Shape", {{u"link", of_gone}}), error);
+  auto const null_links = [&](read_context const& names) {
+    return read.scan(read.kernel_id(names.index_reference(u"s.link")), raw_key().null(),
+                     raw_key().null());
+  };
+  EXPECT_EQ(null_links(write).size(), 4u) << "the reserved id may still get its object";
+  commit();
+  EXPECT_EQ(null_links(*view).size(), 5u);
+  EXPECT_EQ(read.scan(read.kernel_id(view->index_reference(u"s.link")), raw_key().number(0),
+                      raw_key().number(~0ul))
+                .size(),
+            1u);
+}
+
 TEST_F(Objects, UpdatesAndDeletionsKeepIndexesAndReferencesInStep) {
   write.define_index({.name = u"s.by_text", .class_name = u"s.Shape", .columns = {{u"text"}}});
   object_id const target = write.insert(u"s.Round", {{u"text", u"m"}, {u"radius", decimal{1}}});

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <thread>
 
 #include "dbmetalayer/database.h"
 #include "raw_reader.h"
@@ -83,6 +84,12 @@ TEST_F(Refusals, OfObjects) {
   std::string const taken =
       ": object " + id(ada) + " has this key already in unique index hr.Person.unique";
   object_id const boss = write.insert(u"hr.Boss", {{u"name", u"Bea"}});
+  inserter bosses = write.prepare_insert(u"hr.Boss", {u"name"});
+  object_id const boss_reserved = write.reserve_oids(u"hr.Boss", 2);
+  object_id const boss_erased = {boss_reserved.oid + 1};
+  bosses.insert_reserved(boss_reserved, {u"Cid"});
+  bosses.insert_reserved(boss_erased, {u"Dan"});
+  write.erase(boss_erased);
   check({
       {null_value, person + "name, value NULL: the column must have a value",
        insert({{u"age", 1}})},
@@ -146,8 +153,19 @@ TEST_F(Refusals, OfObjects) {
        }},
       {unknown_object, "there is no object " + id(gone), [&] { write.erase(gone); }},
       {bad_reference,
-       "object " + id(ada) + " was not reserved for class hr.Boss in this transaction",
+       "object " + id(ada) + " is not reserved for class hr.Boss in this transaction",
        [&] { write.prepare_insert(u"hr.Boss", {u"name"}).insert_reserved(ada, {u"x"}); }},
+      {duplicate, "class hr.Boss: object " + id(boss_reserved) + " exists already",
+       [&] { bosses.insert_reserved(boss_reserved, {u"x"}); }},
+      {bad_reference,
+       "object " + id(boss_erased) + " is not reserved for class hr.Boss in this transaction",
+       [&] { bosses.insert_reserved(boss_erased, {u"x"}); }},
+      {bad_reference,
+       person + "boss, value object " + id(boss_erased) + ": there is no such object",
+       with(u"boss", boss_erased)},
+      {bad_definition,
+       "class hr.Boss: cannot reserve 0 object ids; between 1 and 4294967296 can be at once",
+       [&] { write.reserve_oids(u"hr.Boss", 0); }},
   });
 }
 
@@ -236,6 +254,24 @@ TEST_F(Refusals, OfTransactionsThatHaveEnded) {
   next.drop_class(u"c");
   EXPECT_EQ(refused([&] { stale.insert({true}); }).text,
             "the inserter of class hr.\xC3\x9C\xF0\x9F\x98\x80 ended when a class was dropped");
+}
+
+// A wrong thread, and a stop before the first change, leave the transaction to its owner.
+TEST(WriteTransactions, SurviveAWrongThreadAndAnEarlyStop) {
+  database data = database::open_temporary();
+  transaction write = data.begin_write();
+  write.define_class({.name = u"A"});
+  std::thread([&] {
+    EXPECT_EQ(refused([&] { write.define_class({.name = u"B"}); }).kind,
+              error_kind::bad_transaction);
+    EXPECT_EQ(refused([&] { write.commit(); }).kind, error_kind::bad_transaction);
+  }).join();
+  write.request_stop();
+  EXPECT_EQ(refused([&] { write.define_class({.name = u"B"}); }).kind, error_kind::stopped);
+  write.clear_stop();
+  write.insert(u"A", {});
+  write.commit();
+  EXPECT_TRUE(data.begin_snapshot().has_class(u"A"));
 }
 
 TEST(RefusedPaths, NameThePath) {
