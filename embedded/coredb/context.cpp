@@ -16,13 +16,19 @@ std::size_t position_of_handle(unsigned long handle) {
   return handle >> place_bits & (most_iterators - 1);
 }
 
+// Empty before the first commit.
+std::optional<byte_view> stored_counters(store_transaction const& transaction) {
+  std::optional<byte_view> const counters = transaction.get(keyspace::meta, counters_name());
+  if (counters && counters->size() != 24) {
+    throw error(error_kind::storage, "database \"" + transaction.parent().path().string() +
+                                         "\": the counters are damaged");
+  }
+  return counters;
+}
+
 std::unique_ptr<write_state> read_counters(store_transaction const& transaction) {
   auto state = std::make_unique<write_state>();
-  if (std::optional<byte_view> const counters = transaction.get(keyspace::meta, counters_name())) {
-    if (counters->size() != 24) {
-      throw error(error_kind::storage, "database \"" + transaction.parent().path().string() +
-                                           "\": the counters are damaged");
-    }
+  if (std::optional<byte_view> const counters = stored_counters(transaction)) {
     state->next_block = get<std::uint64_t>(counters->data());
     state->next_index = get<std::uint64_t>(counters->data() + 8);
     state->next_layout = get<std::uint64_t>(counters->data() + 16);
@@ -65,11 +71,22 @@ unsigned char const* context::read_block(std::uint64_t number) {
   put_big_endian(key, number);
   std::optional<byte_view> const image = transaction_.get(keyspace::blocks, key);
   if (!image) return absent_block;
-  if (!is_block(*image, number, *schema_)) {
+  bool const was_given_out = writer_ || number < next_block();
+  if (!was_given_out || !is_block(*image, number, *schema_)) {
     throw error(error_kind::storage, "block " + std::to_string(number) + " is damaged");
   }
   if (!writer_) blocks_.remember(number, image->data());
   return image->data();
+}
+
+// Blocks from here on were never given out; one that is stored all the same is damage, and must not
+// make the table of blocks as large as its number.
+std::uint64_t context::next_block() {
+  if (next_block_ == 0) {
+    std::optional<byte_view> const counters = stored_counters(transaction_);
+    next_block_ = counters ? get<std::uint64_t>(counters->data()) : 1;
+  }
+  return next_block_;
 }
 
 void context::locate_anew(std::uint64_t number) {

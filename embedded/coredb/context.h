@@ -84,6 +84,7 @@ class context {
   unsigned char const* read_block(std::uint64_t number);
   void locate_anew(std::uint64_t number);
   std::unique_ptr<kernel_iterator> new_iterator(bool extent);
+  std::uint64_t next_block();
 
   struct open_place {
     unsigned long handle = 0;
@@ -94,7 +95,8 @@ class context {
   std::shared_ptr<database_state> database_;
   store_transaction transaction_;
   std::shared_ptr<coredb::schema const> schema_;
-  block_table blocks_;  // Always empty in the write transaction.
+  block_table blocks_;            // Always empty in the write transaction.
+  std::uint64_t next_block_ = 0;  // Of a snapshot: the stored counter; 0 before it is needed.
   // Its number is that of no block at first, and in the write transaction always.
   located_block recent_{no_block, nullptr, nullptr};
   std::unique_ptr<write_state> writer_;

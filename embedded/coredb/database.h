@@ -36,11 +36,14 @@ struct open_options {
 };
 
 // An open database. Snapshots and transactions keep what they need of it alive; opening one path
-// twice in a process is fine. All members may be called from any thread.
+// twice in a process is fine, and so are several processes. All members may be called from any
+// thread. A process forked off must open the database itself: it must not use what its parent
+// opened, and what it destroys of that is left alone.
 class QD_COREDB_API database {
  public:
-  // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes. Throws
-  // error: not_a_database, format_version, cannot_open.
+  // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes.
+  // Symbolic links are followed; a file with several hard links is refused, and nothing may rename
+  // it while it is open. Throws error: not_a_database, format_version, cannot_open.
   static std::shared_ptr<database> open(std::filesystem::path const& path,
                                         open_options const& options = {});
   // A database of this process alone, removed when the last user of it is gone.
@@ -87,7 +90,10 @@ class QD_COREDB_API snapshot {
 };
 
 // The write context. Its own reads, through the vela_ functions with its handle, see its changes.
-// It stays with the thread that began it. An operation that throws anything but unique_violation,
+// It stays with the thread that began it, and must end there: when it is destroyed on another
+// thread its changes are gone, but every later begin_write, of any process, is refused with
+// writer_busy until this process ends. Strings and binaries of more than 1024 bytes stay in memory
+// until the commit, other objects go to the store after some 64 MiB. An operation that throws anything but unique_violation,
 // bad_object or bad_schema leaves the transaction failed: all that remains is to roll it back.
 class QD_COREDB_API write_transaction {
  public:

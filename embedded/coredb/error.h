@@ -12,8 +12,8 @@ namespace qd::coredb {
 enum class error_kind {
   not_a_database,    // The file is something else, or is damaged.
   format_version,    // The database was written by another version of this format.
-  cannot_open,       // The operating system refuses the path.
-  map_full,          // The reserved size is used up. What was committed is intact.
+  cannot_open,       // The operating system refuses the path or the reserved size.
+  map_full,          // The reserved size or the disk is used up. What was committed is intact.
   writer_busy,       // Another write transaction did not end within the configured time.
   storage,           // The store reports a fault, or stored data is damaged.
   bad_schema,        // A layout or an index that cannot be, or does not exist.

@@ -152,6 +152,7 @@ void schema::add_layout(layout_definition&& definition) {
   if (layouts_by_id_.size() <= id) layouts_by_id_.resize(id + 1);
   layouts_.push_back(std::move(made));
   layouts_by_id_[id] = layouts_.back().get();
+  if (base) layouts_by_id_[base->definition.id]->derived.push_back(layouts_by_id_[id]);
 }
 
 void schema::add_index(index_definition&& definition) {
@@ -179,16 +180,18 @@ void schema::add_index(index_definition&& definition) {
   auto made = std::make_unique<index>();
   made->prefix = entry_prefix(definition.id);
   made->definition = std::move(definition);
-  for (std::unique_ptr<layout> const& candidate : layouts_) {
-    if (!candidate->is_a(*root)) continue;
-    made->covered.push_back(candidate->definition.id);
+  // Only what derives from the root is visited, so that many classes with an extent each stay cheap.
+  std::vector<layout*> pending{layouts_by_id_[root->definition.id]};
+  while (!pending.empty()) {
+    layout& covered = *pending.back();
+    pending.pop_back();
+    pending.insert(pending.end(), covered.derived.begin(), covered.derived.end());
+    made->covered.push_back(covered.definition.id);
     if (made->definition.extent) continue;
-    candidate->indexes.push_back(made.get());
+    covered.indexes.push_back(made.get());
     for (std::uint16_t const column : references_in(made->definition)) {
-      if (std::count(candidate->indexed_references.begin(), candidate->indexed_references.end(),
-                     column) == 0) {
-        candidate->indexed_references.push_back(column);
-      }
+      std::vector<std::uint16_t>& indexed = covered.indexed_references;
+      if (std::count(indexed.begin(), indexed.end(), column) == 0) indexed.push_back(column);
     }
   }
   std::sort(made->covered.begin(), made->covered.end());

@@ -51,6 +51,7 @@ struct layout {
   layout_definition definition;
   std::vector<column_kind> kinds;      // Every column's, system columns and the base's included.
   std::vector<std::uint16_t> lineage;  // The outermost base first, this layout last.
+  std::vector<layout*> derived;        // The layouts whose base this is.
   std::vector<index const*> indexes;   // With entries for this layout's objects; no extents.
   // Columns that refer to objects and stand in one of these indexes.
   std::vector<std::uint16_t> indexed_references;
@@ -106,7 +107,7 @@ class QD_COREDB_API schema {
   std::uint64_t version_;
   std::vector<std::unique_ptr<layout>> layouts_;  // Bases before what derives from them.
   std::vector<std::unique_ptr<index>> indexes_;   // Ascending ids.
-  std::vector<layout const*> layouts_by_id_;
+  std::vector<layout*> layouts_by_id_;
 };
 
 }  // namespace qd::coredb

@@ -69,13 +69,17 @@ struct index_definition {
   std::u16string name;        // Unique among all indexes.
   std::u16string class_name;  // Objects of derived classes are in the index, too.
   std::vector<index_column> columns;
-  // Refuses two objects with equal keys; keys with a NULL in them are equal to none.
+  // Refuses two objects with equal keys; keys with a NULL in them are equal to none. Many objects
+  // whose keys agree in their first 490 bytes or so are slow to insert into a unique index, and
+  // slow to walk in any: they are told apart by reading each of them.
   bool unique = false;
 };
 
 struct open_options {
   bool create = true;  // Create the database when nothing is at the path.
   // Greatest possible size. Takes address space only, and cannot change while the database is open.
+  // Once another process has made the file greater, every begin_ reports `full` until this one
+  // opens it again with a greater capacity.
   std::uint64_t capacity_bytes = std::uint64_t{32} << 30;
   // How long begin_write waits for the write transaction of another thread or process to end.
   std::chrono::milliseconds writer_wait{10'000};
@@ -160,7 +164,9 @@ class QD_EMBEDDED_API snapshot final : public read_context {
 class inserter;
 
 // The one write transaction. It sees its own changes and stays with the thread that began it. When
-// it is destroyed without a commit, it is rolled back.
+// it is destroyed without a commit, it is rolled back; on another thread, that makes every later
+// begin_write fail with writer_busy until the process ends. Strings and binaries of more than about
+// a kilobyte stay in memory until the commit: write many of them in several transactions.
 class QD_EMBEDDED_API transaction final : public read_context {
  public:
   ~transaction() override;
@@ -191,7 +197,8 @@ class QD_EMBEDDED_API transaction final : public read_context {
 
   // Sets `count` consecutive ids aside for objects of the class and returns the first, so that
   // objects can be referred to before they are inserted. A reference to an id that stays unused
-  // reads as NULL.
+  // reads as NULL. `count` is between 1 and 2^32; ids that are passed over cost every later
+  // snapshot a byte of memory for 4096 of them.
   object_id reserve_oids(std::u16string_view class_name, std::uint64_t count);
 
   void update(object_id object, std::span<column_value const> columns);
@@ -223,7 +230,8 @@ class QD_EMBEDDED_API inserter {
   // `row` has one value per prepared column.
   object_id insert(std::span<value const> row);
   object_id insert(std::initializer_list<value> row);
-  // Under an id that reserve_oids set aside for the class in this transaction.
+  // Under an id that reserve_oids set aside for the class in this transaction. When its object is
+  // erased, the id is not used again.
   void insert_reserved(object_id object, std::span<value const> row);
   void insert_reserved(object_id object, std::initializer_list<value> row);
 
@@ -236,10 +244,13 @@ class QD_EMBEDDED_API inserter {
 };
 
 // An open database. Copies share it; it closes with the last of them and of what they began. All
-// members may be called from any thread.
+// members may be called from any thread. A process forked off must open the database itself: it
+// must not use what its parent opened, and what it destroys of that is left alone.
 class QD_EMBEDDED_API database {
  public:
   // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes.
+  // Symbolic links are followed; a file with several hard links is refused, and nothing may rename
+  // it while it is open.
   static database open(std::filesystem::path const& path, open_options const& options = {});
   // A database of this process alone, removed when it closes.
   static database open_temporary(open_options const& options = {});

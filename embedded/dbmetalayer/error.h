@@ -11,7 +11,7 @@ namespace qd::embedded {
 enum class error_kind {
   not_a_database,   // The file is something else, or is damaged.
   format_version,   // The database was written by another version of the format.
-  cannot_open,      // The operating system refuses the path.
+  cannot_open,      // The operating system refuses the path or the capacity.
   full,             // The reserved size or the disk is used up. What was committed is intact.
   writer_busy,      // Another write transaction did not end in time.
   storage,          // Stored data is damaged or cannot be read.
@@ -30,7 +30,8 @@ enum class error_kind {
 
 // What went wrong. what() is UTF-8 and names the class, the column and the value, or the path, and
 // the reason. Refused definitions, inserts, updates and deletions leave their transaction as it
-// was, so it can go on; after the kinds full and storage it can only be rolled back.
+// was, so it can go on; after the kinds full and storage it can only be rolled back. After stopped
+// and limit it goes on, too, unless a change of the catalogue was under way: that rolls it back.
 class QD_EMBEDDED_API error : public std::runtime_error {
  public:
   error(error_kind kind, std::string const& text) : std::runtime_error(text), kind_(kind) {}

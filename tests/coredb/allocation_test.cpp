@@ -102,5 +102,20 @@ TEST(Allocation, EveryFailureComesOutAndLeavesTheDatabaseUsable) {
   EXPECT_GT(failures, 300);
 }
 
+TEST(Allocation, AFailureInATemporaryDatabaseIsNotTheEndOfTheProgram) {
+  bool opened = false;
+  for (long count = 0; !opened; ++count) {
+    allowed = count;
+    try {
+      auto const database = database::open_temporary();
+      opened = true;
+      allowed = -1;
+      EXPECT_FALSE(std::filesystem::exists(database->path().parent_path()));
+    } catch (std::bad_alloc const&) {
+      allowed = -1;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace qd::coredb::test

@@ -255,6 +255,20 @@ TEST(Files, DamagedBlocksAreReportedAtTheirOwnObjects) {
     EXPECT_EQ(vela_iterator_next(iterator, &record), status_storage);
     EXPECT_EQ(vela_iterator_free(iterator), status_ok);
   }
+  // A number that was never given out would make the table of blocks enormous.
+  constexpr std::uint64_t far = std::uint64_t{1} << 50;
+  fs::remove(directory / "db");
+  make_sample(*database::open(directory / "db"));
+  edit_entry(directory / "db", "blocks", block_key(far), [](std::string const&) {
+    std::string image(32, '\0');
+    put(reinterpret_cast<unsigned char*>(image.data()), far);
+    image[16] = 1;
+    image[20] = 32;
+    return image;
+  });
+  unsigned long number = 0;
+  auto const snapshot = database::open(directory / "db")->begin_snapshot();
+  EXPECT_EQ(vela_context_get_ulong(snapshot->handle(), far * 64, 0, 3, &number), status_storage);
 }
 
 TEST(Files, DamagedSchemasAndTextsAreReported) {
@@ -273,7 +287,15 @@ TEST(Files, DamagedSchemasAndTextsAreReported) {
     flip(image, 32 + 16 + 2);
     return image;
   });
-  auto const snapshot = database::open(directory / "texts")->begin_snapshot();
+  auto const texts = database::open(directory / "texts");
+  // Another object's texts leave garbage until the block is packed.
+  auto const transaction = texts->begin_write();
+  expect_error(error_kind::storage, "object 64 is damaged", [&] {
+    for (std::size_t i = 0; i < 100; ++i) {
+      update(*transaction, 65, 4, text_of(std::u16string(500 + i, u'y')));
+    }
+  });
+  auto const snapshot = texts->begin_snapshot();
   VELA_UCS2 const* text = nullptr;
   EXPECT_EQ(vela_context_get_string(snapshot->handle(), 64, 0, 4, &text), status_storage);
   EXPECT_EQ(vela_context_get_string(snapshot->handle(), 65, 0, 4, &text), status_ok);
