@@ -1,20 +1,18 @@
 // Whole queries over the embedded database, beside SQLite in memory on the same rows in the same
 // process; and loading. QD_BENCH_ROWS sets the number of rows, 1,000,000 if it is not set.
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
-
-#include <cstdlib>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "dbmetalayer/database.h"
 #include "physical_queryplan/build.h"
 #include "physical_to_exec/plan.h"
 #include "sql_executor/evaluation_context.h"
+#include "sqlite_peer.h"
 
 namespace {
 
+using namespace bench;  // NOLINT: the peer and the size
 namespace build = physical_queryplan::build;
 using qd::sql_executor::value;
 
@@ -32,11 +30,6 @@ struct item {
   long quantity;
   double weight;
 };
-
-long row_count() {
-  char const* const text = std::getenv("QD_BENCH_ROWS");
-  return text ? std::stol(text) : 1'000'000;
-}
 
 // Row number `number` of the table.
 item make_item(long number) {
@@ -75,27 +68,10 @@ qd::embedded::database& loaded_database() {
   return database;
 }
 
-struct close_sqlite {
-  void operator()(sqlite3* database) const { sqlite3_close(database); }
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using sqlite_statement = std::unique_ptr<sqlite3_stmt, close_sqlite>;
-
-void check(int status, int expected = SQLITE_OK) {
-  if (status != expected) throw std::runtime_error(sqlite3_errstr(status));
-}
-
-sqlite_statement prepare(sqlite3* database, char const* text) {
-  sqlite3_stmt* statement = nullptr;
-  check(sqlite3_prepare_v2(database, text, -1, &statement, nullptr));
-  return sqlite_statement(statement);
-}
-
 sqlite3* loaded_sqlite() {
-  static std::unique_ptr<sqlite3, close_sqlite> const database = [] {
-    sqlite3* opened = nullptr;
-    check(sqlite3_open(":memory:", &opened));
-    std::unique_ptr<sqlite3, close_sqlite> fresh(opened);
+  static sqlite_database const database = [] {
+    sqlite_database fresh = open_in_memory();
+    sqlite3* const opened = fresh.get();
     char const* const schema =
         "CREATE TABLE item (name TEXT, quantity INTEGER, weight REAL);"
         "CREATE INDEX by_quantity ON item (quantity); BEGIN";
