@@ -70,8 +70,8 @@ void entry_iterator::read_ahead() {
   try {
     while (batch_size_ < target && advance(batch_[batch_size_])) {
       VELA_RECORD const& found = batch_[batch_size_];
-      // Alone it is read at once, so there is no time to gain.
-      if (target > 1) context_.prefetch(found.oid, found.layout);
+      // Alone it is read at once, but then its block's head and its record come at the same time.
+      context_.prefetch(found.oid, found.layout);
       ++batch_size_;
     }
   } catch (error const& met) {
