@@ -187,6 +187,9 @@ std::shared_ptr<database> database::open(std::filesystem::path const& given,
     auto const known = list.states.find({status.st_dev, status.st_ino});
     if (known == list.states.end()) break;
     state = known->second.lock();
+    if (state && !state->storage.of_this_process()) {
+      refuse_path(path, "this process was forked off while the database was open");
+    }
     if (!state) list.state_left.wait(lock);
   }
   if (!state) {

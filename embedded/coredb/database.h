@@ -37,8 +37,8 @@ struct open_options {
 
 // An open database. Snapshots and transactions keep what they need of it alive; opening one path
 // twice in a process is fine, and so are several processes. All members may be called from any
-// thread. A process forked off must open the database itself: it must not use what its parent
-// opened, and what it destroys of that is left alone.
+// thread. A process forked off must neither use nor open again what its parent has open; what it
+// destroys of that stays as it is for the parent.
 class QD_COREDB_API database {
  public:
   // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes.

@@ -52,6 +52,8 @@ class store {
 
   std::filesystem::path const& path() const { return path_; }
   bool created() const { return created_; }
+  // False in a process forked off from the one that opened the store.
+  bool of_this_process() const noexcept;
 
  private:
   friend class store_transaction;
@@ -65,7 +67,6 @@ class store {
   void cover_pages();
   void lock_writer(std::chrono::milliseconds wait);
   void unlock_writer() noexcept;
-  bool of_this_process() const noexcept;
 
   std::filesystem::path path_;
   MDB_env* environment_ = nullptr;

@@ -244,8 +244,8 @@ class QD_EMBEDDED_API inserter {
 };
 
 // An open database. Copies share it; it closes with the last of them and of what they began. All
-// members may be called from any thread. A process forked off must open the database itself: it
-// must not use what its parent opened, and what it destroys of that is left alone.
+// members may be called from any thread. A process forked off must neither use nor open again what
+// its parent has open; what it destroys of that stays as it is for the parent.
 class QD_EMBEDDED_API database {
  public:
   // `path` is a file; a second file beside it, with "-lock" appended, coordinates processes.

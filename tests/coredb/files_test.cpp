@@ -1,6 +1,8 @@
 // Database files: what is refused, what survives, who waits for whom.
+#include <fcntl.h>
 #include <lmdb.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -462,6 +464,27 @@ TEST(Processes, AKilledWriterLeavesItsLastCommit) {
     transaction->erase(extent.back());
     transaction->commit();
   }
+}
+
+TEST(Processes, AChildLeavesItsParentsLocksAlone) {
+  scratch_directory const directory;
+  auto database = database::open(directory / "db");
+  auto writer = database->begin_write();
+  auto snapshot = database->begin_snapshot();
+  pid_t const child = in_child([&] {
+    expect_error(error_kind::cannot_open, "forked off", [&] { database::open(directory / "db"); });
+    writer.reset();
+    snapshot.reset();
+    database.reset();
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  int const file = open((directory / "db").c_str(), O_RDWR);
+  EXPECT_EQ(flock(file, LOCK_EX | LOCK_NB), -1) << "the writer has not ended";
+  close(file);
+  writer->commit();
 }
 
 TEST(Processes, AFileThatCannotGrowIsFullAndADatabaseInAStaticObjectClosesAtExit) {
