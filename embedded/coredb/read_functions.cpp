@@ -48,18 +48,25 @@ namespace {
   return status_ok;
 }
 
+// Runs `body` in the context of a handle, for a function that stores its result in `out`.
+template <typename Out, typename Body>
+[[gnu::always_inline]] inline unsigned int in_context(unsigned long context_handle, Out const* out,
+                                                      Body const& body) {
+  unsigned int status = status_ok;
+  context* const found = find_context(context_handle, status);
+  if (!found) return status;
+  if (!out) return status_bad_argument;
+  return guarded([&] { return body(*found); });
+}
+
 // Reads a column whose value is its slot.
 template <column_kind kind, typename Out>
 unsigned int read_word(unsigned long context_handle, unsigned long oid, unsigned long address,
                        unsigned int column, Out* out) {
-  unsigned int status = status_ok;
-  context* const context = find_context(context_handle, status);
-  if (!context) return status;
-  if (!out) return status_bad_argument;
-  return guarded([&] {
+  return in_context(context_handle, out, [&](context& context) {
     record_view record{};
     std::uint64_t slot = 0;
-    unsigned int const found = find_slot(*context, oid, address, column, kind, record, slot);
+    unsigned int const found = find_slot(context, oid, address, column, kind, record, slot);
     if (found != status_ok) return found;
     if constexpr (sizeof(Out) == sizeof(std::uint32_t)) {
       *out = std::bit_cast<Out>(static_cast<std::uint32_t>(slot));
@@ -153,13 +160,9 @@ QD_COREDB_API unsigned int vela_meta_get_bool(unsigned long context, unsigned lo
 QD_COREDB_API unsigned int vela_context_get_binary(unsigned long context_handle, unsigned long oid,
                                                    unsigned long address, unsigned int column,
                                                    VELA_VALUE* out) {
-  unsigned int status = status_ok;
-  context* const context = find_context(context_handle, status);
-  if (!context) return status;
-  if (!out) return status_bad_argument;
-  return guarded([&] {
+  return in_context(context_handle, out, [&](context& context) {
     byte_view bytes;
-    unsigned int const found = read_bytes(*context, oid, address, column, false, bytes);
+    unsigned int const found = read_bytes(context, oid, address, column, false, bytes);
     if (found == status_ok) *out = {bytes.size(), bytes.data()};
     return found;
   });
@@ -168,45 +171,35 @@ QD_COREDB_API unsigned int vela_context_get_binary(unsigned long context_handle,
 QD_COREDB_API unsigned int vela_context_get_string(unsigned long context_handle, unsigned long oid,
                                                    unsigned long address, unsigned int column,
                                                    VELA_UCS2 const** out) {
-  unsigned int status = status_ok;
-  context* const context = find_context(context_handle, status);
-  if (!context) return status;
-  if (!out) return status_bad_argument;
-  return guarded([&] { return read_text(*context, oid, address, column, out); });
+  return in_context(context_handle, out, [&](context& context) {
+    return read_text(context, oid, address, column, out);
+  });
 }
 
 QD_COREDB_API unsigned int vela_context_get_reference(unsigned long context_handle,
                                                       unsigned long oid, unsigned long address,
                                                       unsigned int column, VELA_RECORD* out) {
-  unsigned int status = status_ok;
-  context* const context = find_context(context_handle, status);
-  if (!context) return status;
-  if (!out) return status_bad_argument;
-  return guarded([&] {
+  return in_context(context_handle, out, [&](context& context) {
     record_view record{};
     if (column == own_reference_column || column == class_reference_column) {
-      unsigned int const found = find_record(*context, oid, address, record);
+      unsigned int const found = find_record(context, oid, address, record);
       if (found != status_ok) return found;
-      field const value = read_field(record, column, context->transaction());
+      field const value = read_field(record, column, context.transaction());
       return value.null ? static_cast<unsigned int>(status_null)
-                        : read_target(*context, value.word, out);
+                        : read_target(context, value.word, out);
     }
     std::uint64_t slot = 0;
     unsigned int const found =
-        find_slot(*context, oid, address, column, column_kind::reference, record, slot);
-    return found == status_ok ? read_target(*context, slot, out) : found;
+        find_slot(context, oid, address, column, column_kind::reference, record, slot);
+    return found == status_ok ? read_target(context, slot, out) : found;
   });
 }
 
 QD_COREDB_API unsigned int vela_context_get_setspec(unsigned long context_handle, unsigned long oid,
                                                     unsigned long address, VELA_UCS2 const** out) {
-  unsigned int status = status_ok;
-  context* const context = find_context(context_handle, status);
-  if (!context) return status;
-  if (!out) return status_bad_argument;
-  return guarded([&] {
+  return in_context(context_handle, out, [&](context& context) {
     record_view record{};
-    unsigned int const found = find_record(*context, oid, address, record);
+    unsigned int const found = find_record(context, oid, address, record);
     if (found == status_ok) {
       *out = reinterpret_cast<VELA_UCS2 const*>(record.layout->set_specifier_record.data());
     }
@@ -216,12 +209,8 @@ QD_COREDB_API unsigned int vela_context_get_setspec(unsigned long context_handle
 
 QD_COREDB_API unsigned int vela_context_lookup(unsigned long context_handle, unsigned long oid,
                                                unsigned long* address) {
-  unsigned int status = status_ok;
-  context* const context = find_context(context_handle, status);
-  if (!context) return status;
-  if (!address) return status_bad_argument;
-  return guarded([&] {
-    unsigned char const* const image = context->block(block_of(oid));
+  return in_context(context_handle, address, [&](context& context) {
+    unsigned char const* const image = context.block(block_of(oid));
     if (!block_has(image, record_of(oid))) return static_cast<unsigned int>(status_unknown_object);
     *address = block_of(oid) << 16 | block_layout(image);
     return static_cast<unsigned int>(status_ok);

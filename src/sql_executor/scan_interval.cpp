@@ -170,15 +170,12 @@ utils::Comparison<bool> place_among_bools(V number, V one) {
   return place;
 }
 
-template <typename T, typename V>
-utils::Comparison<T> place_among_column_values(V const& operand) {
-  if constexpr (!std::is_same_v<T, bool>) {
-    return utils::Detail::CompareImpl(meta_support::TypeIdentity<T>{}, operand);
-  } else if constexpr (std::is_same_v<V, Decimal>) {
-    return place_among_bools(operand.scaled, Decimal::scale);
-  } else {
-    return place_among_bools(operand, V{1});
-  }
+utils::Comparison<bool> place_among_bools(Decimal number) {
+  return place_among_bools(number.scaled, Decimal::scale);
+}
+template <typename V>
+utils::Comparison<bool> place_among_bools(V number) {
+  return place_among_bools(number, V{1});
 }
 
 // Narrows the interval of a column whose values are of type T.
@@ -189,8 +186,10 @@ void narrow_interval(op relation, value const& operand, evaluation_context const
       [&]<typename V>(V const& content) {
         if constexpr (std::is_same_v<V, NullValue> || std::is_same_v<V, T>) {
           SameTypeInterval(relation, content, context, range);
+        } else if constexpr (std::is_same_v<T, bool> && utils::is_numeric<V>) {
+          ComparisonInterval<bool>(relation, place_among_bools(content), context, range);
         } else if constexpr (utils::is_numeric<T> && utils::is_numeric<V>) {
-          ComparisonInterval<T>(relation, place_among_column_values<T>(content), context, range);
+          ComparisonInterval<T>(relation, utils::place_among<T>(operand), context, range);
         } else {
           db_exception::raise(error_handling::wrong_operand_kind);
         }
