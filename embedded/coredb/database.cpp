@@ -18,7 +18,7 @@ namespace qd::coredb {
 namespace {
 
 // The number of the stored format; another one is another format.
-constexpr std::uint64_t format_number = 1;
+constexpr std::uint64_t format_number = 2;
 // Snapshots that end leave their block tables to later ones, so many at most.
 constexpr std::size_t most_spare_tables = 8;
 

@@ -21,6 +21,7 @@ enum class error_kind {
   unique_violation,  // See unique_violation below.
   bad_transaction,   // The transaction has ended, has failed, or belongs to another thread.
   too_many,          // More contexts, layouts or indexes than the kernel can number.
+  stopped,           // The context was asked to stop.
 };
 
 // What went wrong, with a text that names the path, or the layout, column or index, and the reason.

@@ -66,14 +66,11 @@ record_view object_writer::find_record(std::uint64_t oid) const {
   return {image, &find_layout(block_layout(image)), oid};
 }
 
-std::uint64_t& object_writer::next_oid(std::uint16_t layout) {
-  auto const known = state_.next_oid.find(layout);
-  if (known != state_.next_oid.end()) return known->second;
-  std::optional<byte_view> const stored =
-      context_.transaction().get(keyspace::meta, next_oid_key(layout).view());
-  std::uint64_t oid = 0;
-  if (stored && stored->size() == sizeof oid) oid = get<std::uint64_t>(stored->data());
-  return state_.next_oid.emplace(layout, oid).first->second;
+layout_counters& object_writer::counters_of(std::uint16_t layout) {
+  auto const known = state_.counters.find(layout);
+  if (known != state_.counters.end()) return known->second;
+  layout_counters const stored = read_layout_counters(context_.transaction(), layout);
+  return state_.counters.emplace(layout, stored).first->second;
 }
 
 void object_writer::check_insert(layout const& layout, std::span<field const> fields) const {
@@ -90,7 +87,7 @@ void object_writer::check_insert(layout const& layout, std::span<field const> fi
 std::uint64_t object_writer::insert(std::uint16_t layout_id, std::span<field const> fields) {
   layout const& layout = find_layout(layout_id);
   check_insert(layout, fields);
-  std::uint64_t& next = next_oid(layout_id);
+  std::uint64_t& next = counters_of(layout_id).next_oid;
   bool const begins_block = next == 0;
   std::uint64_t const oid = begins_block ? oid_of(state_.next_block, 0) : next;
   insert_at(oid, layout, fields);
@@ -161,6 +158,7 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
   change_scope scope(state_);
   dirty_block& block = edit(block_of(oid), layout);
   block.editor.add(record_of(oid), layout);
+  ++counters_of(layout.definition.id).objects;
   for (std::size_t i = 0; i < fields.size(); ++i) {
     field const value = normal(fields[i]);
     if (value.null) continue;
@@ -262,6 +260,7 @@ void object_writer::erase(std::uint64_t oid) {
     set_field(block, oid, static_cast<unsigned int>(column), nothing, layout);
   }
   block.editor.remove(record_of(oid));
+  --counters_of(layout.definition.id).objects;
   if (reserved_layout(oid)) state_.erased_reserved.insert(oid);
   for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
     indexes_.erase(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);

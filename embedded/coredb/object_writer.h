@@ -31,14 +31,6 @@ class change_scope {
   bool outer_;
 };
 
-// Where a layout's next object id is stored, in keyspace::meta.
-struct next_oid_key {
-  explicit next_oid_key(std::uint16_t layout)
-      : bytes{'n', static_cast<unsigned char>(layout >> 8), static_cast<unsigned char>(layout)} {}
-  byte_view view() const { return bytes; }
-  unsigned char bytes[3];
-};
-
 class object_writer {
  public:
   explicit object_writer(context& context)
@@ -68,7 +60,7 @@ class object_writer {
  private:
   layout const& find_layout(std::uint16_t id) const;
   record_view find_record(std::uint64_t oid) const;
-  std::uint64_t& next_oid(std::uint16_t layout);
+  layout_counters& counters_of(std::uint16_t layout);
   void check_insert(layout const& layout, std::span<field const> fields) const;
   void insert_at(std::uint64_t oid, layout const& layout, std::span<field const> fields);
   dirty_block& edit(std::uint64_t number, layout const& layout);

@@ -10,6 +10,7 @@
 
 #include "coredb/block.h"
 #include "coredb/index_key.h"
+#include "coredb/layout_counters.h"
 #include "coredb/store.h"
 
 namespace qd::coredb {
@@ -69,9 +70,8 @@ struct write_state {
   std::uint64_t next_index = 1;
   std::uint64_t next_layout = 1;
   bool schema_changed = false;
-  // The next object id of a layout, by layout; 0: the next one begins a block. Read when needed.
-  std::unordered_map<std::uint16_t, std::uint64_t> next_oid;
-  std::map<std::uint64_t, reserved_run> reserved;  // By first id.
+  std::unordered_map<std::uint16_t, layout_counters> counters;  // By layout; read when needed.
+  std::map<std::uint64_t, reserved_run> reserved;               // By first id.
   // Reserved ids whose objects are gone again: no id is used twice.
   std::unordered_set<std::uint64_t> erased_reserved;
 };

@@ -59,10 +59,8 @@ void write_counters(store_transaction& transaction, write_state const& state) {
   put(counters + 8, state.next_index);
   put(counters + 16, state.next_layout);
   transaction.put(keyspace::meta, counters_name(), counters);
-  for (auto const& [layout, oid] : state.next_oid) {
-    unsigned char bytes[sizeof oid];
-    put(bytes, oid);
-    transaction.put(keyspace::meta, next_oid_key(layout).view(), bytes);
+  for (auto const& [layout, counts] : state.counters) {
+    write_layout_counters(transaction, layout, counts);
   }
 }
 
@@ -158,8 +156,8 @@ void write_transaction::drop_layout(std::uint16_t layout) {
   // The blocks must be written while their layout is known.
   writer.end_reservations(layout);
   writer.flush();
-  state.next_oid.erase(layout);
-  context_->transaction().erase(keyspace::meta, next_oid_key(layout).view());
+  state.counters.erase(layout);
+  context_->transaction().erase(keyspace::meta, layout_counters_key(layout).view());
   take_schema(*context_,
               changed_schema(*context_, std::move(layouts), indexes_of(context_->schema())));
   scope.done();

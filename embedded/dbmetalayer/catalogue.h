@@ -6,15 +6,16 @@
 //       Type          3 primitive code  4 short name
 //         Table       5 base  6 full name  7 reverse name  8 of the catalogue  9 layout id
 //       Column        3 owning table  4 full name  5 type  6 name  7 nullable  8 primitive code
-//                     9 column index
+//                     9 column index  10 lookup column
 //       Index         3 full name  4 table  5 unique  6 kernel index id  7 extent
 //       IndexColumn   3 index  4 column  5 position  6 ascending
 //       SetSpecifier  3 text  4 type
 //       NameToken     3 number  4 text
 //
 // A table has a record for each of its columns, inherited and system columns included. A column's
-// type is the referenced table for a reference, a record of a primitive type otherwise. A reverse
-// name has the parts of the full name in reverse order, so that an incomplete name is a prefix.
+// type is the referenced table for a reference, a record of a primitive type otherwise. The lookup
+// column of a reference is the name of a column of the referenced table; NULL: none. A reverse name
+// has the parts of the full name in reverse order, so that an incomplete name is a prefix.
 #pragma once
 
 #include <cstdint>
@@ -68,6 +69,7 @@ enum column : unsigned {
   nullable,
   primitive_code,
   index,
+  lookup_column,
 };
 }
 namespace index {

@@ -125,8 +125,8 @@ catalogue_writer::new_class catalogue_writer::plan_class(class_definition const&
     QD_OBJ_REF const table = users_table(context(), plan.base);
     class_info const info = read_class(context(), table);
     for (column_info const& column : std::span(info.columns).subspan(system_columns)) {
-      plan.inherited.push_back(
-          {column.name, column.type, column.nullable, column.referenced_class});
+      plan.inherited.push_back({column.name, column.type, column.nullable, column.referenced_class,
+                                column.lookup_column});
     }
   }
   for (auto column = plan.own.begin(); column != plan.own.end(); ++column) {
@@ -143,6 +143,9 @@ catalogue_writer::new_class catalogue_writer::plan_class(class_definition const&
                         ": a reference column names the class that it refers to, "
                         "other columns do not");
     }
+    if (column->type != column_type::reference && !column->lookup_column.empty()) {
+      refuse_definition(column_shown + ": only a reference column names a column to look up");
+    }
   }
   if (system_columns + plan.inherited.size() + plan.own.size() > most_columns) {
     refuse_definition(shown + ": a class has at most " + std::to_string(most_columns) + " columns");
@@ -153,14 +156,25 @@ catalogue_writer::new_class catalogue_writer::plan_class(class_definition const&
 void catalogue_writer::check_references(new_class const& planned,
                                         std::span<new_class const> all) const {
   for (column_definition const& column : planned.own) {
-    if (column.type != column_type::reference ||
-        find_named(all, column.referenced_class) != all.end() ||
-        find_table(context(), column.referenced_class)) {
-      continue;
+    if (column.type != column_type::reference) continue;
+    std::string const shown = class_text(planned.name) + ", column " + to_utf8(column.name);
+    auto const is_lookup_column = [&](auto const& columns) {
+      return column.lookup_column.empty() ||
+             find_named(columns, column.lookup_column) != columns.end();
+    };
+    bool has_lookup_column = false;
+    if (auto const found = find_named(all, column.referenced_class); found != all.end()) {
+      has_lookup_column = is_lookup_column(found->inherited) || is_lookup_column(found->own);
+    } else if (auto const table = find_table(context(), column.referenced_class)) {
+      has_lookup_column = is_lookup_column(read_class(context(), *table).columns);
+    } else {
+      throw error(error_kind::unknown_name,
+                  shown + ": there is no " + class_text(column.referenced_class));
     }
-    throw error(error_kind::unknown_name, class_text(planned.name) + ", column " +
-                                              to_utf8(column.name) + ": there is no " +
-                                              class_text(column.referenced_class));
+    if (!has_lookup_column) {
+      throw error(error_kind::unknown_name, shown + ": " + class_text(column.referenced_class) +
+                                                " has no column " + to_utf8(column.lookup_column));
+    }
   }
 }
 
@@ -232,7 +246,8 @@ void catalogue_writer::insert_column(new_class const& planned, std::size_t posit
       .text(definition.name)
       .truth(definition.nullable)
       .number(static_cast<std::uint64_t>(definition.type))
-      .signed_number(static_cast<std::int64_t>(position));
+      .signed_number(static_cast<std::int64_t>(position))
+      .optional_text(definition.lookup_column);
   core_.insert(catalogue::column_layout, column.fields());
 }
 

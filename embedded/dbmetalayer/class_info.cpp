@@ -72,8 +72,9 @@ class_info read_class(unsigned long context, QD_OBJ_REF const& table) {
       column.referenced_layout =
           static_cast<std::uint16_t>(read_number(context, referenced, catalogue::table::layout));
       column.referenced_class = read_text(context, referenced, catalogue::table::full_name);
+      column.lookup_column = read_text(context, record, catalogue::column::lookup_column);
     }
-    column.record = record.oid;
+    column.record = record;
     result.columns.push_back(std::move(column));
   }
   return result;

@@ -19,8 +19,9 @@ struct column_info {
   // Of a reference: the layout of the class that objects must be of or derive from.
   std::uint16_t referenced_layout = 0;
   std::u16string referenced_class;
+  std::u16string lookup_column;  // See column_definition.
   // The column's record; null for a class that is being defined.
-  std::uint64_t record = 0;
+  QD_OBJ_REF record = {};
 };
 
 struct class_info {

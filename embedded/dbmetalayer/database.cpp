@@ -1,8 +1,11 @@
 #include "dbmetalayer/database.h"
 
+#include <mutex>
+
 #include "coredb/database.h"
 #include "dbmetalayer/catalogue.h"
 #include "dbmetalayer/catalogue_writer.h"
+#include "dbmetalayer/description_cache.h"
 #include "dbmetalayer/error_translation.h"
 #include "dbmetalayer/transaction_state.h"
 
@@ -34,6 +37,7 @@ std::shared_ptr<coredb::database> with_catalogue(std::shared_ptr<coredb::databas
 
 struct snapshot::state {
   std::unique_ptr<coredb::snapshot> core;
+  std::shared_ptr<description_cache> descriptions;
 };
 
 snapshot::snapshot(std::unique_ptr<state> begun)
@@ -48,9 +52,35 @@ thread_binding snapshot::bind() {
   return bind_context();
 }
 
+std::uint64_t snapshot::schema_version() const {
+  return state_->core->schema().version();
+}
+
+description_cache& snapshot::descriptions() const {
+  return *state_->descriptions;
+}
+
 struct database::state {
+  explicit state(std::shared_ptr<coredb::database> opened) : core(std::move(opened)) {}
+
+  // The descriptions of a committed schema.
+  std::shared_ptr<description_cache> descriptions_of(std::uint64_t schema_version);
+
   std::shared_ptr<coredb::database> core;
+
+ private:
+  std::mutex mutex_;
+  std::shared_ptr<description_cache> latest_;  // Of the latest schema met; null before.
 };
+
+std::shared_ptr<description_cache> database::state::descriptions_of(std::uint64_t schema_version) {
+  std::lock_guard const lock(mutex_);
+  if (latest_ && latest_->schema_version() == schema_version) return latest_;
+  auto made = std::make_shared<description_cache>(schema_version);
+  // A snapshot that began before the latest change keeps its own.
+  if (!latest_ || latest_->schema_version() < schema_version) latest_ = made;
+  return made;
+}
 
 database::database(std::shared_ptr<state> opened) : state_(std::move(opened)) {}
 
@@ -63,14 +93,14 @@ database::~database() = default;
 database database::open(std::filesystem::path const& path, open_options const& options) {
   return translated([&] {
     auto core = with_catalogue(coredb::database::open(path, core_options(options)));
-    return database(std::make_shared<state>(state{std::move(core)}));
+    return database(std::make_shared<state>(std::move(core)));
   });
 }
 
 database database::open_temporary(open_options const& options) {
   return translated([&] {
     auto core = with_catalogue(coredb::database::open_temporary(core_options(options)));
-    return database(std::make_shared<state>(state{std::move(core)}));
+    return database(std::make_shared<state>(std::move(core)));
   });
 }
 
@@ -84,14 +114,21 @@ std::filesystem::path const& database::path() const {
 
 snapshot database::begin_snapshot() {
   return translated([&] {
-    return snapshot(
-        std::make_unique<snapshot::state>(snapshot::state{state_->core->begin_snapshot()}));
+    std::unique_ptr<coredb::snapshot> core = state_->core->begin_snapshot();
+    std::shared_ptr<description_cache> descriptions =
+        state_->descriptions_of(core->schema().version());
+    return snapshot(std::make_unique<snapshot::state>(
+        snapshot::state{std::move(core), std::move(descriptions)}));
   });
 }
 
 transaction database::begin_write() {
   return translated([&] {
-    return transaction(std::make_shared<transaction::state>(state_->core->begin_write()));
+    std::unique_ptr<coredb::write_transaction> core = state_->core->begin_write();
+    std::shared_ptr<description_cache> descriptions =
+        state_->descriptions_of(core->schema().version());
+    return transaction(
+        std::make_shared<transaction::state>(std::move(core), std::move(descriptions)));
   });
 }
 

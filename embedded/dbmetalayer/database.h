@@ -34,6 +34,7 @@
 #include <string_view>
 #include <vector>
 
+#include "dbmetalayer/class_description.h"
 #include "dbmetalayer/error.h"
 #include "dbmetalayer/export.h"
 #include "dbmetalayer/value.h"
@@ -46,6 +47,9 @@ struct column_definition {
   column_type type = column_type::string;
   bool nullable = true;
   std::u16string referenced_class = {};  // Of a reference; its full name, or the class's own.
+  // Of a reference: the column of the referenced class by whose values callers look objects up when
+  // rows come in as texts; empty: none. Only kept and described, never used here.
+  std::u16string lookup_column = {};
 };
 
 struct class_definition {
@@ -103,6 +107,8 @@ class QD_EMBEDDED_API thread_binding {
   std::unique_ptr<state> state_;
 };
 
+class description_cache;
+
 // What snapshots and transactions have in common: a kernel context to read through. One thread uses
 // a context at a time.
 class QD_EMBEDDED_API read_context {
@@ -121,6 +127,25 @@ class QD_EMBEDDED_API read_context {
   // Full names of the user's classes, in the order of their definition.
   std::vector<std::u16string> class_names() const;
 
+  // A class by its full name, which throws unknown_name, or by its catalogue record, which throws
+  // unknown_object. What was described once is kept for all contexts that see the same schema, so
+  // that further calls take less than a microsecond.
+  std::shared_ptr<class_description const> describe_class(std::u16string_view class_name) const;
+  std::shared_ptr<class_description const> describe_class(QD_OBJ_REF const& class_record) const;
+  // Counts the committed changes of classes and indexes: snapshots of one database with equal
+  // numbers see the same classes and indexes. A transaction that has changed some has the number
+  // that its commit would give, which says nothing about other contexts.
+  virtual std::uint64_t schema_version() const = 0;
+
+  // The objects of a class and of all classes derived from it; the entries of an index, which holds
+  // one for every object of its class, whether its columns are NULL or not. Both are kept as
+  // numbers, exact and cheap to read; a transaction counts its own changes, those of a bulk insert
+  // that is not finished yet included. By name they throw unknown_name.
+  std::uint64_t object_count(std::u16string_view class_name) const;
+  std::uint64_t object_count(class_description const& of_class) const;
+  std::uint64_t entry_count(std::u16string_view index_name) const;
+  std::uint64_t entry_count(index_description const& index) const;
+
   // From any thread: the next iterator step or column read of this context reports that it was
   // stopped, until clear_stop.
   void request_stop() const noexcept;
@@ -138,6 +163,9 @@ class QD_EMBEDDED_API read_context {
   thread_binding bind_context() const { return thread_binding(context_); }
 
   unsigned long context_;
+
+ private:
+  virtual description_cache& descriptions() const = 0;
 };
 
 // The same with nothing but the handle, which need not be open any more: false when it is not.
@@ -152,10 +180,12 @@ class QD_EMBEDDED_API snapshot final : public read_context {
 
   // Hands the snapshot to the calling thread, and binds it there. No other thread may use it.
   [[nodiscard]] thread_binding bind() override;
+  std::uint64_t schema_version() const override;
 
  private:
   friend class database;
   struct state;
+  description_cache& descriptions() const override;
   explicit snapshot(std::unique_ptr<state> begun);
 
   std::unique_ptr<state> state_;
@@ -173,6 +203,7 @@ class QD_EMBEDDED_API transaction final : public read_context {
   transaction(transaction&& other) noexcept;
 
   [[nodiscard]] thread_binding bind() override;
+  std::uint64_t schema_version() const override;
 
   void define_class(class_definition const& definition);
   // Classes that refer to one another; bases stand before the classes derived from them.
@@ -214,6 +245,7 @@ class QD_EMBEDDED_API transaction final : public read_context {
   friend class database;
   friend class inserter;
   struct state;
+  description_cache& descriptions() const override;
   explicit transaction(std::shared_ptr<state> begun);
 
   std::shared_ptr<state> state_;

@@ -25,6 +25,8 @@ error_kind kind_of(coredb::error_kind kind) {
       return error_kind::bad_transaction;
     case coredb::error_kind::too_many:
       return error_kind::limit;
+    case coredb::error_kind::stopped:
+      return error_kind::stopped;
     case coredb::error_kind::storage:
       break;
   }

@@ -1,8 +1,10 @@
 #include "coredb/database.h"
+#include "coredb/inspection.h"
 #include "dbmetalayer/catalogue.h"
 #include "dbmetalayer/catalogue_key.h"
 #include "dbmetalayer/catalogue_reader.h"
 #include "dbmetalayer/database.h"
+#include "dbmetalayer/description_cache.h"
 #include "dbmetalayer/error_translation.h"
 #include "dbmetalayer/names.h"
 #include "dbmetalayer/thread_context.h"
@@ -63,6 +65,37 @@ std::vector<std::u16string> read_context::class_names() const {
     names.push_back(read_text(context_, table, catalogue::table::full_name));
   }
   return names;
+}
+
+std::shared_ptr<class_description const> read_context::describe_class(
+    std::u16string_view class_name) const {
+  return descriptions().find(context_, class_name);
+}
+
+std::shared_ptr<class_description const> read_context::describe_class(
+    QD_OBJ_REF const& class_record) const {
+  return descriptions().find(context_, class_record);
+}
+
+std::uint64_t read_context::object_count(std::u16string_view class_name) const {
+  QD_OBJ_REF const table = class_reference(class_name);
+  std::uint64_t const layout = read_number(context_, table, catalogue::table::layout);
+  return translated(
+      [&] { return coredb::count_objects(context_, static_cast<std::uint16_t>(layout)); });
+}
+
+std::uint64_t read_context::object_count(class_description const& of_class) const {
+  return translated([&] { return coredb::count_objects(context_, of_class.layout); });
+}
+
+std::uint64_t read_context::entry_count(std::u16string_view index_name) const {
+  QD_OBJ_REF const index = index_reference(index_name);
+  std::uint64_t const id = read_number(context_, index, catalogue::index::kernel_id);
+  return translated([&] { return coredb::count_entries(context_, id); });
+}
+
+std::uint64_t read_context::entry_count(index_description const& index) const {
+  return translated([&] { return coredb::count_entries(context_, index.kernel_id); });
 }
 
 void read_context::request_stop() const noexcept {

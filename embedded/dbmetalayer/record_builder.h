@@ -22,6 +22,12 @@ class record_builder {
         {reinterpret_cast<unsigned char const*>(stored.data()), stored.size()}));
     return *this;
   }
+  // NULL for the empty text.
+  record_builder& optional_text(std::u16string_view text) {
+    if (!text.empty()) return this->text(text);
+    fields_.push_back(coredb::field::of_null(coredb::column_kind::string));
+    return *this;
+  }
   record_builder& number(std::uint64_t number) {
     fields_.push_back(coredb::field::of_unsigned(number));
     return *this;

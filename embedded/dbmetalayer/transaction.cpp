@@ -93,6 +93,18 @@ thread_binding transaction::bind() {
   return bind_context();
 }
 
+std::uint64_t transaction::schema_version() const {
+  return state_->open().schema().version();
+}
+
+description_cache& transaction::descriptions() const {
+  coredb::write_transaction const& core = state_->open();
+  if (!state_->descriptions) {
+    state_->descriptions = std::make_shared<description_cache>(core.schema().version());
+  }
+  return *state_->descriptions;
+}
+
 void transaction::define_class(class_definition const& definition) {
   define_classes({&definition, 1});
 }

@@ -13,6 +13,7 @@
 #include "dbmetalayer/catalogue_writer.h"
 #include "dbmetalayer/class_info.h"
 #include "dbmetalayer/database.h"
+#include "dbmetalayer/description_cache.h"
 #include "dbmetalayer/error_translation.h"
 #include "dbmetalayer/row_encoder.h"
 #include "dbmetalayer/unique_key.h"
@@ -20,7 +21,9 @@
 namespace qd::embedded {
 
 struct transaction::state final : reference_checker {
-  explicit state(std::unique_ptr<coredb::write_transaction> begun) : core(std::move(begun)) {}
+  state(std::unique_ptr<coredb::write_transaction> begun,
+        std::shared_ptr<description_cache> of_schema)
+      : core(std::move(begun)), descriptions(std::move(of_schema)) {}
 
   // Throws bad_transaction after the end, and on another thread than began the transaction.
   coredb::write_transaction& open();
@@ -41,6 +44,8 @@ struct transaction::state final : reference_checker {
   std::map<std::u16string, std::shared_ptr<class_info const>, std::less<>> classes_by_name;
   std::map<std::uint16_t, std::shared_ptr<class_info const>> classes_by_layout;
   std::uint64_t dropped_classes = 0;
+  // The database's until this transaction changes the catalogue, then its own; null: to be made.
+  std::shared_ptr<description_cache> descriptions;
 };
 
 template <class Change>
@@ -53,6 +58,7 @@ void transaction::state::change_catalogue(Change&& change) {
   try {
     catalogue_writer writer(core_transaction);
     translated([&] { change(writer); });
+    descriptions.reset();
   } catch (error const& refused) {
     bool const unchanged = refused.kind() == error_kind::bad_definition ||
                            refused.kind() == error_kind::unknown_name ||
