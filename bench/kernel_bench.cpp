@@ -12,6 +12,7 @@
 
 #include "coredb/database.h"
 #include "coredb/text_codec.h"
+#include "dbmetalayer/database.h"
 #include "kernel/vela.h"
 
 namespace {
@@ -203,6 +204,17 @@ void begin_snapshot(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(sample.database->begin_snapshot()->handle());
 }
 BENCHMARK(begin_snapshot);
+
+// What a statement pays to read what is committed, when nothing was since the last one.
+void begin_and_bind_snapshot(benchmark::State& state) {
+  auto database = qd::embedded::database::open_temporary();
+  for (auto _ : state) {
+    auto snapshot = database.begin_snapshot();
+    auto const binding = snapshot.bind();
+    benchmark::DoNotOptimize(snapshot.context());
+  }
+}
+BENCHMARK(begin_and_bind_snapshot);
 
 // Loading a new database in one transaction, with as many indexes as the argument says.
 void load(benchmark::State& state) {

@@ -23,7 +23,8 @@ install(FILES src/physical_to_exec/plan.h DESTINATION ${include_dir}/physical_to
 install(FILES src/sql_executor/enumerator.h src/sql_executor/evaluation_context.h
               src/sql_executor/node.h src/sql_executor/value.h
         DESTINATION ${include_dir}/sql_executor)
-install(FILES embedded/dbmetalayer/database.h embedded/dbmetalayer/error.h
+install(FILES embedded/dbmetalayer/class_description.h embedded/dbmetalayer/database.h
+              embedded/dbmetalayer/error.h
               embedded/dbmetalayer/export.h embedded/dbmetalayer/value.h
         DESTINATION ${include_dir}/dbmetalayer)
 

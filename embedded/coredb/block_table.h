@@ -1,5 +1,5 @@
-// Where the blocks of one snapshot are in memory, filled as they are read. A table stays good as
-// long as no commit comes between two snapshots, so it passes from one to the next.
+// Where the blocks of one snapshot are in memory, filled as they are read. A table stays good for
+// later snapshots as long as nothing is committed.
 #pragma once
 
 #include <array>

@@ -12,6 +12,10 @@ namespace {
 constexpr unsigned int position_bits = 14;
 constexpr std::size_t most_iterators = std::size_t{1} << position_bits;
 
+// What a sleeping context keeps at most.
+constexpr std::size_t most_spare_iterators = 64;
+constexpr std::size_t most_lent_words = std::size_t{1} << 14;
+
 std::size_t position_of_handle(unsigned long handle) {
   return handle >> place_bits & (most_iterators - 1);
 }
@@ -40,22 +44,50 @@ std::unique_ptr<write_state> read_counters(store_transaction const& transaction)
 
 context::context(std::shared_ptr<database_state> database, store_access access,
                  std::chrono::milliseconds writer_wait)
-    : database_(std::move(database)),
-      transaction_(database_->storage, access, writer_wait),
-      schema_(database_->read_schema(transaction_)) {
+    : database_(std::move(database)), transaction_(database_->storage, access, writer_wait) {
   if (access == store_access::write) {
+    schema_ = database_->read_schema(transaction_);
     writer_ = read_counters(transaction_);
   } else {
-    blocks_ = database_->take_table(transaction_.id());
+    begin_snapshot();
   }
   place_ = &enter_context(*this);
 }
 
 context::~context() {
-  leave_context(*place_);
+  if (place_) leave_context(*place_);
   close_cursors();
   if (transaction_.lost()) database_->keep_open(database_);
-  if (!writer_) database_->give_table_back(std::move(blocks_));
+}
+
+// Forgets what was read of another snapshot.
+void context::begin_snapshot() {
+  if (schema_ && blocks_.snapshot_id() == transaction_.id()) return;
+  schema_.reset();
+  recent_ = {no_block, nullptr, nullptr};
+  next_block_ = 0;
+  blocks_.begin(transaction_.id());
+  schema_ = database_->read_schema(transaction_);
+}
+
+std::shared_ptr<database_state> context::put_to_sleep() noexcept {
+  leave_context(*place_);
+  place_ = nullptr;
+  forget_iterators();
+  for (auto& spare : spare_iterators_) {
+    if (spare.size() > most_spare_iterators) spare.resize(most_spare_iterators);
+  }
+  if (lent_.size() > most_lent_words) lent_ = {};
+  transaction_.reset();
+  return std::move(database_);
+}
+
+void context::wake(std::shared_ptr<database_state> database) {
+  database_ = std::move(database);
+  transaction_.renew();
+  ++life_;
+  begin_snapshot();
+  place_ = &enter_context(*this);
 }
 
 void context::bind_to_calling_thread() {

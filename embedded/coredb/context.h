@@ -24,6 +24,17 @@ class context {
   context(std::shared_ptr<database_state> database, store_access access,
           std::chrono::milliseconds writer_wait);
   ~context();
+
+  // Ends a snapshot, but keeps what a later one can use: its transaction's memory, its spare
+  // iterators and, as long as nothing is committed, its table of blocks. Returns the database,
+  // which the context no longer keeps alive; only `wake` and the destructor may follow.
+  std::shared_ptr<database_state> put_to_sleep() noexcept;
+  // Begins a new snapshot, of everything committed so far. After an exception only the destructor
+  // may follow.
+  void wake(std::shared_ptr<database_state> database);
+  // Counts the snapshots that this context was, so that iterators know when to renew their cursors.
+  std::uint64_t life() const { return life_; }
+
   context(context const&) = delete;
   context& operator=(context const&) = delete;
 
@@ -83,6 +94,7 @@ class context {
  private:
   unsigned char const* read_block(std::uint64_t number);
   void locate_anew(std::uint64_t number);
+  void begin_snapshot();
   std::unique_ptr<kernel_iterator> new_iterator(bool extent);
   std::uint64_t next_block();
 
@@ -95,6 +107,7 @@ class context {
   std::shared_ptr<database_state> database_;
   store_transaction transaction_;
   std::shared_ptr<coredb::schema const> schema_;
+  std::uint64_t life_ = 0;
   block_table blocks_;            // Always empty in the write transaction.
   std::uint64_t next_block_ = 0;  // Of a snapshot: the stored counter; 0 before it is needed.
   // Its number is that of no block at first, and in the write transaction always.
@@ -105,7 +118,8 @@ class context {
   // Closed iterators, to be used again: over entries, over extents.
   std::vector<std::unique_ptr<kernel_iterator>> spare_iterators_[2];
   std::vector<std::uint32_t> lent_;
-  context_place* place_ = nullptr;  // Last: once it is set, the context can be found.
+  // Last: once it is set, the context can be found. Null while it sleeps.
+  context_place* place_ = nullptr;
 };
 
 // The context of a handle, when the calling thread may read in it now; otherwise null, and `status`

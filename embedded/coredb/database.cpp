@@ -19,8 +19,8 @@ namespace {
 
 // The number of the stored format; another one is another format.
 constexpr std::uint64_t format_number = 2;
-// Snapshots that end leave their block tables to later ones, so many at most.
-constexpr std::size_t most_spare_tables = 8;
+// Snapshots that end leave their contexts to later ones, so many at most.
+constexpr std::size_t most_sleeping = 8;
 
 // One process must not open a file twice (closing one would drop the other's file locks), so open
 // databases are found here by their file. A state that is closing stays in the list, expired.
@@ -143,31 +143,41 @@ std::shared_ptr<schema const> database_state::read_schema(store_transaction cons
   return read;
 }
 
-block_table database_state::take_table(std::uint64_t snapshot_id) {
-  block_table table;
+std::unique_ptr<context> database_state::begin_snapshot(
+    std::shared_ptr<database_state> const& database) {
+  std::unique_ptr<context> used;
   {
-    std::lock_guard const lock(mutex_);
-    auto found = spare_tables_.begin();
-    while (found != spare_tables_.end() && found->snapshot_id() != snapshot_id) ++found;
-    if (found == spare_tables_.end() && !spare_tables_.empty()) found = spare_tables_.end() - 1;
-    if (found != spare_tables_.end()) {
-      table = std::move(*found);
-      spare_tables_.erase(found);
+    std::lock_guard const lock(database->mutex_);
+    if (!database->sleeping_.empty()) {
+      used = std::move(database->sleeping_.back());
+      database->sleeping_.pop_back();
     }
   }
-  table.begin(snapshot_id);
-  return table;
+  if (!used) {
+    return std::make_unique<context>(database, store_access::read, std::chrono::milliseconds{});
+  }
+  used->wake(database);
+  return used;
 }
 
-void database_state::give_table_back(block_table&& table) noexcept {
-  std::lock_guard const lock(mutex_);
-  if (spare_tables_.size() < spare_tables_.capacity()) spare_tables_.push_back(std::move(table));
+void database_state::end_snapshot(std::unique_ptr<context> ended) noexcept {
+  // What a process forked off inherits is its parent's.
+  if (!ended->database().storage.of_this_process()) return;
+  std::shared_ptr<database_state> const database = ended->put_to_sleep();
+  // Goes before the database, if it is not kept.
+  std::unique_ptr<context> sleeper = std::move(ended);
+  std::lock_guard const lock(database->mutex_);
+  if (database->sleeping_.size() < database->sleeping_.capacity()) {
+    database->sleeping_.push_back(std::move(sleeper));
+  }
 }
 
 database_state::database_state(std::filesystem::path const& path, store_settings const& settings)
     : storage(path, settings) {
-  spare_tables_.reserve(most_spare_tables);
+  sleeping_.reserve(most_sleeping);
 }
+
+database_state::~database_state() = default;
 
 database::database(std::shared_ptr<database_state> state, bool created,
                    std::chrono::milliseconds writer_wait)
@@ -225,8 +235,7 @@ std::filesystem::path const& database::path() const {
 }
 
 std::unique_ptr<snapshot> database::begin_snapshot() {
-  return std::make_unique<snapshot>(
-      std::make_unique<context>(state_, store_access::read, std::chrono::milliseconds{}));
+  return std::make_unique<snapshot>(database_state::begin_snapshot(state_));
 }
 
 std::unique_ptr<write_transaction> database::begin_write() {
@@ -235,7 +244,9 @@ std::unique_ptr<write_transaction> database::begin_write() {
 }
 
 snapshot::snapshot(std::unique_ptr<context> context) : context_(std::move(context)) {}
-snapshot::~snapshot() = default;
+snapshot::~snapshot() {
+  database_state::end_snapshot(std::move(context_));
+}
 unsigned long snapshot::handle() const {
   return context_->handle();
 }

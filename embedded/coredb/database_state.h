@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "coredb/block_table.h"
 #include "coredb/schema.h"
 #include "coredb/store.h"
 
 namespace qd::coredb {
 
+class context;
 struct database_state;
 
 // A file's entry in the process's list of open databases, for as long as the file is open.
@@ -32,6 +32,7 @@ class open_registration {
 
 struct database_state {
   database_state(std::filesystem::path const& path, store_settings const& settings);
+  ~database_state();
 
   // Before `storage`, so that the file is closed when it leaves the list.
   std::optional<open_registration> registration;
@@ -39,17 +40,19 @@ struct database_state {
 
   // The schema that a transaction sees, decoded only when it is another than the last one.
   std::shared_ptr<schema const> read_schema(store_transaction const& transaction);
-  // A table for a snapshot, with the blocks that an earlier one of the same pages found.
-  block_table take_table(std::uint64_t snapshot_id);
-  void give_table_back(block_table&& table) noexcept;
+  // A context with a snapshot of everything committed so far; an earlier one if there is any that
+  // ended.
+  static std::unique_ptr<context> begin_snapshot(std::shared_ptr<database_state> const& database);
+  // Ends a snapshot's context.
+  static void end_snapshot(std::unique_ptr<context> ended) noexcept;
   // Keeps the file open until the process ends, because its writer's locks cannot be given back.
   void keep_open(std::shared_ptr<database_state> self) noexcept { kept_ = std::move(self); }
 
  private:
   std::mutex mutex_;
-  std::shared_ptr<schema const> schema_;  // The last one read; null before.
-  std::vector<block_table> spare_tables_;
-  std::shared_ptr<database_state> kept_;  // Itself after keep_open.
+  std::shared_ptr<schema const> schema_;            // The last one read; null before.
+  std::vector<std::unique_ptr<context>> sleeping_;  // Snapshots that ended, the latest last.
+  std::shared_ptr<database_state> kept_;            // Itself after keep_open.
 };
 
 // Names in keyspace::meta.

@@ -60,7 +60,7 @@ void extent_iterator::start(index const& index, key_range const& range, bool des
   ended_ = !has_low || (has_high && end <= first_);
   heads_.clear();
   for (std::uint16_t const layout : index.covered) heads_.push_back({layout, 0});
-  if (!cursor_) cursor_.emplace(context_.transaction(), keyspace::extents);
+  cursor_.prepare(context_, keyspace::extents);
   if (!ended_) load_heads(block_of(descending_ ? last_ : first_));
 }
 

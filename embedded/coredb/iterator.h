@@ -18,6 +18,28 @@ struct key_range {
   key_bound high;
 };
 
+// A cursor that is kept from walk to walk.
+class kept_cursor {
+ public:
+  // Makes it a cursor of this space in the context's present transaction.
+  void prepare(context& context, keyspace space) {
+    if (!cursor_ || space_ != space) {
+      cursor_.emplace(context.transaction(), space);
+      space_ = space;
+    } else if (life_ != context.life()) {
+      cursor_->renew(context.transaction());
+    }
+    life_ = context.life();
+  }
+  store_cursor* operator->() { return &*cursor_; }
+  store_cursor const* operator->() const { return &*cursor_; }
+
+ private:
+  std::optional<store_cursor> cursor_;
+  keyspace space_ = keyspace::meta;
+  std::uint64_t life_ = 0;
+};
+
 // Walks one range of one index, upwards or downwards. At the end, and at every later call, `next`
 // stores object id 0. It throws error and std::bad_alloc; the walk is then broken and goes no
 // further.
@@ -65,7 +87,7 @@ class entry_iterator final : public kernel_iterator {
   bool beyond_end(entry_view const& entry, byte_view key) const;
 
   context& context_;
-  std::optional<store_cursor> cursor_;
+  kept_cursor cursor_;
   index const* index_ = nullptr;
   key_range range_;
   bool descending_ = false;
@@ -115,7 +137,7 @@ class extent_iterator final : public kernel_iterator {
   void load_head(head& head, std::uint64_t from);
 
   context& context_;
-  std::optional<store_cursor> cursor_;
+  kept_cursor cursor_;
   bool descending_ = false;
   bool ended_ = false;
   // The objects still to come lie in [first_, last_].

@@ -375,6 +375,14 @@ void store_transaction::commit() {
   check(code, store_.path_, "commit");
 }
 
+void store_transaction::reset() noexcept {
+  mdb_txn_reset(transaction_);
+}
+
+void store_transaction::renew() {
+  check(mdb_txn_renew(transaction_), store_.path_, "begin a transaction");
+}
+
 store_cursor::store_cursor(store_transaction const& transaction, keyspace space)
     : store_(&transaction.store_) {
   check(mdb_cursor_open(transaction.transaction_,
@@ -398,6 +406,10 @@ store_cursor& store_cursor::operator=(store_cursor&& other) noexcept {
   std::swap(key_, other.key_);
   std::swap(value_, other.value_);
   return *this;
+}
+
+void store_cursor::renew(store_transaction const& transaction) {
+  check(mdb_cursor_renew(transaction.transaction_, cursor_), store_->path_, "open a cursor");
 }
 
 bool store_cursor::seek(byte_view key) {

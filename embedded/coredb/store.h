@@ -112,6 +112,12 @@ class store_transaction {
   // All cursors must be gone. Whether it throws or not, the transaction has ended.
   void commit();
 
+  // Lets go of a snapshot's pages, in the process that opened the store; only `renew`, and the destructor, may follow. Its cursors must
+  // be renewed, too, before they are used again.
+  void reset() noexcept;
+  // Makes it a snapshot of what is committed now. When it throws, it stays reset.
+  void renew();
+
  private:
   friend class store;
   friend class store_cursor;
@@ -124,7 +130,8 @@ class store_transaction {
   int thread_ = 0;  // The system's id of the thread that began a write batch.
 };
 
-// A position in one key space. It must go before its transaction ends.
+// A position in one key space. It must go before its transaction ends; a snapshot's may outlive the
+// transaction's reset.
 class store_cursor {
  public:
   store_cursor(store_transaction const& transaction, keyspace space);
@@ -137,6 +144,9 @@ class store_cursor {
   bool seek_last();
   bool next();
   bool previous();
+
+  // Takes the cursor into the transaction's new snapshot, nowhere.
+  void renew(store_transaction const& transaction);
 
   byte_view key() const { return key_; }
   byte_view value() const { return value_; }

@@ -134,6 +134,43 @@ TEST_F(Contexts, ASnapshotCanBeHandedToAnotherThread) {
   EXPECT_EQ(vela_context_get_long(snapshot->handle(), objects[0], 0, 3, &number), status_ok);
 }
 
+// A later snapshot takes over what an earlier one leaves: its memory, never what it saw.
+TEST_F(Contexts, NothingOfAnEndedSnapshotShowsInTheNext) {
+  auto snapshot = database->begin_snapshot();
+  unsigned long const ended_context = snapshot->handle();
+  unsigned long left_open = 0;
+  VELA_RECORD record{};
+  ASSERT_EQ(open(ended_context, by_number, left_open), status_ok);
+  ASSERT_EQ(vela_iterator_next(left_open, &record), status_ok);
+  EXPECT_EQ(scan(ended_context, extent).size(), 100u);
+  request_stop(ended_context);
+  snapshot = nullptr;
+
+  auto transaction = database->begin_write();
+  for (std::uint64_t const oid : objects) transaction->erase(oid);
+  oids const added{insert(*transaction, layout, {signed_of(-1)}),
+                   insert(*transaction, layout, {signed_of(-2)})};
+  std::uint64_t const descending =
+      transaction->create_index({0, layout, {{3, kind::signed_integer, false}}, false, false});
+  transaction->commit();
+  transaction = nullptr;
+
+  for (char const* const which : {"after a commit", "after nothing"}) {
+    SCOPED_TRACE(which);
+    snapshot = database->begin_snapshot();
+    unsigned long const context = snapshot->handle();
+    unsigned long address = 0;
+    EXPECT_EQ(vela_context_lookup(ended_context, added[0], &address), status_bad_context);
+    EXPECT_EQ(vela_iterator_next(left_open, &record), status_bad_iterator);
+    EXPECT_EQ(vela_iterator_free(left_open), status_bad_iterator);
+    EXPECT_EQ(vela_context_lookup(context, objects[0], &address), status_unknown_object);
+    EXPECT_EQ(scan(context, extent), added);
+    EXPECT_EQ(scan(context, by_number), (oids{added[1], added[0]}));
+    EXPECT_EQ(scan(context, descending), added);
+    snapshot = nullptr;
+  }
+}
+
 TEST_F(Contexts, TheEndOfAWalkStaysTheEnd) {
   auto const transaction = database->begin_write();
   auto const snapshot = database->begin_snapshot();
