@@ -2,7 +2,8 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# Installs what scripts/packages lists and the machine lacks.
+# install_packages [PACKAGE...]: installs what scripts/packages lists, and those named, as far as the
+# machine lacks them.
 install_packages() {
   command -v dpkg-query >/dev/null || {
     echo "This is not a Debian machine: install what scripts/packages lists, then run CMake by hand" \
@@ -14,7 +15,7 @@ install_packages() {
     case "$package" in '' | '#'*) continue ;; esac
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' ||
       missing+=("$package")
-  done <scripts/packages
+  done < <(cat scripts/packages && printf '%s\n' "$@")
   [ "${#missing[@]}" -gt 0 ] || return 0
   echo "Installing: ${missing[*]}"
   local as_root=()
