@@ -215,7 +215,7 @@ void context::close_cursors() noexcept {
   free_iterators_.clear();
   spare_iterators_[0].clear();
   spare_iterators_[1].clear();
-  if (writer_) writer_->unique_cursor.reset();
+  if (writer_) writer_->unique_cursors.clear();
 }
 
 unsigned char* context::lend(std::size_t size) {

@@ -35,7 +35,7 @@ void entry_iterator::start(index const& index, key_range const& range, bool desc
   met_ahead_.reset();
   any_out_ = false;
   last_member_.reset();
-  cursor_.prepare(context_, keyspace::entries);
+  cursor_.prepare(context_, index.space);
 }
 
 void entry_iterator::next(VELA_RECORD& record) {

@@ -8,21 +8,24 @@
 namespace qd::coredb {
 namespace {
 
-// A note, in keyspace::entries, that a column of an object refers to another.
+// A note, in keyspace::referrers, that a column of an object refers to another.
 struct referrer_key {
-  // Less than every index prefix.
-  static constexpr unsigned char mark = 0;
-  static constexpr std::size_t target_size = 9;
-  static constexpr std::size_t column_at = 17;
   referrer_key(std::uint64_t target, std::uint64_t referrer, unsigned int column) {
-    bytes[0] = mark;
-    put_big_endian(bytes + 1, target);
-    put_big_endian(bytes + target_size, referrer);
-    put_big_endian(bytes + column_at, column);
+    put_big_endian(bytes, target);
+    put_big_endian(bytes + 8, referrer);
+    put_big_endian(bytes + 16, column);
+  }
+  explicit referrer_key(byte_view key) {
+    if (key.size() != sizeof bytes) {
+      throw error(error_kind::storage, "a note of a reference is damaged");
+    }
+    std::memcpy(bytes, key.data(), sizeof bytes);
   }
   byte_view view() const { return bytes; }
-  byte_view target_part() const { return view().first(target_size); }
-  unsigned char bytes[column_at + 8];
+  std::uint64_t target() const { return get_big_endian(bytes); }
+  std::uint64_t referrer() const { return get_big_endian(bytes + 8); }
+  auto column() const { return static_cast<unsigned int>(get_big_endian(bytes + 16)); }
+  unsigned char bytes[24];
 };
 
 }  // namespace
@@ -30,13 +33,13 @@ struct referrer_key {
 void index_writer::put(index const& index, key_buffer const& key, std::uint64_t oid,
                        std::uint16_t layout) {
   stored_entry const entry(index, key.bytes(), oid, layout);
-  context_.transaction().put(keyspace::entries, entry.key(), entry.value());
+  context_.transaction().put(index.space, entry.key(), entry.value());
 }
 
 void index_writer::erase(index const& index, key_buffer const& key, std::uint64_t oid,
                          std::uint16_t layout) {
   stored_entry const entry(index, key.bytes(), oid, layout);
-  if (!context_.transaction().erase(keyspace::entries, entry.key())) {
+  if (!context_.transaction().erase(index.space, entry.key())) {
     throw error(error_kind::storage, "index " + std::to_string(index.definition.id) +
                                          " is damaged: it lacks " + object_name(oid));
   }
@@ -45,46 +48,59 @@ void index_writer::erase(index const& index, key_buffer const& key, std::uint64_
 void index_writer::put_referrer(std::uint64_t oid, unsigned int column, field const& value) {
   if (value.null) return;
   referrer_key const key(value.word, oid, column);
-  context_.transaction().put(keyspace::entries, key.view(), {});
+  context_.transaction().put(keyspace::referrers, key.view(), {});
 }
 
 void index_writer::erase_referrer(std::uint64_t oid, unsigned int column, field const& value) {
   if (value.null) return;
   referrer_key const key(value.word, oid, column);
-  context_.transaction().erase(keyspace::entries, key.view());
+  context_.transaction().erase(keyspace::referrers, key.view());
 }
 
-void index_writer::refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid) {
-  std::optional<store_cursor>& kept_cursor = context_.writer()->unique_cursor;
-  if (!kept_cursor) kept_cursor.emplace(context_.transaction(), keyspace::entries);
-  store_cursor& cursor = *kept_cursor;
-  byte_view const kept = key.bytes().first(std::min(key.size(), longest_entry_key(index)));
+std::uint64_t index_writer::find_equal_key(index const& index, byte_view key) {
+  std::map<keyspace, store_cursor>& cursors = context_.writer()->unique_cursors;
+  auto known = cursors.find(index.space);
+  if (known == cursors.end()) {
+    known = cursors.emplace(index.space, store_cursor(context_.transaction(), index.space)).first;
+  }
+  store_cursor& cursor = known->second;
+  byte_view const kept = key.first(std::min(key.size(), longest_entry_key(index)));
   bool const cut = kept.size() < key.size();
   key_buffer wanted;
   wanted.append(index.prefix.data(), index.prefix.size());
   wanted.append(kept.data(), kept.size());
   for (bool found = cursor.seek(wanted.bytes()); found; found = cursor.next()) {
-    if (!is_entry_of(index, cursor.key())) return;
+    if (!is_entry_of(index, cursor.key())) break;
     entry_view const entry = read_entry(index, cursor.key(), cursor.value());
-    if (compare_bytes(entry.key, kept) != 0) return;
+    if (compare_bytes(entry.key, kept) != 0) break;
     if (cut) {
       key_buffer whole;
       append_record_key(whole, index, entry, context_);
-      if (compare_bytes(whole.bytes(), key.bytes()) != 0) continue;
+      if (compare_bytes(whole.bytes(), key) != 0) continue;
     }
-    throw unique_violation("unique index " + std::to_string(index.definition.id) +
-                               " has the key of " + object_name(oid) + " already, for " +
-                               object_name(entry.oid),
-                           index.definition.id, entry.oid);
+    return entry.oid;
   }
+  return 0;
+}
+
+void index_writer::refuse_equal_key(index const& index, byte_view key, std::uint64_t oid) {
+  std::uint64_t const existing = find_equal_key(index, key);
+  if (existing != 0) refuse_duplicate(index, oid, existing);
+}
+
+void index_writer::refuse_duplicate(index const& index, std::uint64_t oid, std::uint64_t existing) {
+  throw unique_violation("unique index " + std::to_string(index.definition.id) +
+                             " has the key of " + object_name(oid) + " already, for " +
+                             object_name(existing),
+                         index.definition.id, existing);
 }
 
 void index_writer::erase_all(index const& index) {
-  store_cursor cursor(context_.transaction(), keyspace::entries);
+  store_cursor cursor(context_.transaction(), index.space);
   std::vector<unsigned char> key;
   while (cursor.seek(index.prefix) && is_entry_of(index, cursor.key())) {
     key.assign(cursor.key().begin(), cursor.key().end());
-    context_.transaction().erase(keyspace::entries, key);
+    context_.transaction().erase(index.space, key);
   }
 }
 
@@ -93,11 +109,9 @@ std::vector<std::uint64_t> index_writer::targets_between(
   std::vector<std::uint64_t> targets;
   std::uint64_t last = 0;
   referrer_key const start(first, 0, 0);
-  store_cursor cursor(context_.transaction(), keyspace::entries);
+  store_cursor cursor(context_.transaction(), keyspace::referrers);
   for (bool found = cursor.seek(start.view()); found; found = cursor.next()) {
-    byte_view const key = cursor.key();
-    if (key.size() != sizeof start.bytes || key[0] != referrer_key::mark) break;
-    std::uint64_t const target = get_big_endian(key.data() + 1);
+    std::uint64_t const target = referrer_key(cursor.key()).target();
     if (target >= end) break;
     if (target != last && wanted(target)) targets.push_back(target);
     last = target;
@@ -109,21 +123,16 @@ std::vector<index_writer::referrer> index_writer::take_referrers(std::uint64_t t
   std::vector<referrer> found_referrers;
   {
     referrer_key const first(target, 0, 0);
-    store_cursor cursor(context_.transaction(), keyspace::entries);
+    store_cursor cursor(context_.transaction(), keyspace::referrers);
     for (bool found = cursor.seek(first.view()); found; found = cursor.next()) {
-      byte_view const key = cursor.key();
-      if (key.size() != sizeof first.bytes ||
-          compare_bytes(key.first(referrer_key::target_size), first.target_part()) != 0) {
-        break;
-      }
-      found_referrers.push_back(
-          {get_big_endian(key.data() + referrer_key::target_size),
-           static_cast<unsigned int>(get_big_endian(key.data() + referrer_key::column_at))});
+      referrer_key const key(cursor.key());
+      if (key.target() != target) break;
+      found_referrers.push_back({key.referrer(), key.column()});
     }
   }
   for (referrer const& each : found_referrers) {
     referrer_key const key(target, each.oid, each.column);
-    context_.transaction().erase(keyspace::entries, key.view());
+    context_.transaction().erase(keyspace::referrers, key.view());
   }
   return found_referrers;
 }

@@ -22,8 +22,12 @@ class index_writer {
   void put(index const& index, key_buffer const& key, std::uint64_t oid, std::uint16_t layout);
   void erase(index const& index, key_buffer const& key, std::uint64_t oid, std::uint16_t layout);
   void erase_all(index const& index);
+  // The object that has this whole key in the index; 0: none.
+  std::uint64_t find_equal_key(index const& index, byte_view key);
   // Throws unique_violation when an object has this whole key; `oid`, which wants it, has not.
-  void refuse_equal_key(index const& index, key_buffer const& key, std::uint64_t oid);
+  void refuse_equal_key(index const& index, byte_view key, std::uint64_t oid);
+  [[noreturn]] static void refuse_duplicate(index const& index, std::uint64_t oid,
+                                            std::uint64_t existing);
 
   // A column that stands in an index and holds `oid` of another object is noted under that object.
   // When the object goes, the reference becomes NULL in the record and in the indexes, so that a

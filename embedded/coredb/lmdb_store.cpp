@@ -23,8 +23,12 @@
 namespace qd::coredb {
 namespace {
 
-constexpr char const* keyspace_names[keyspace_count] = {"meta", "blocks", "long", "extents",
-                                                        "entries"};
+std::string name_of(std::size_t space) {
+  constexpr char const* names[] = {"meta", "blocks", "long", "extents", "referrers"};
+  if (space < std::size(names)) return names[space];
+  return "entries" + std::to_string(space - std::size(names));
+}
+
 constexpr unsigned char format_name[] = {'f', 'o', 'r', 'm', 'a', 't'};
 constexpr unsigned int most_readers = 1024;
 // How long a process waits for another that is writing while it makes an empty file a database.
@@ -132,7 +136,7 @@ store::store(std::filesystem::path const& path, store_settings const& settings)
   try {
     open_environment(settings);
     cover_pages();
-    if (!open_keyspaces()) {
+    if (!open_keyspaces(settings.format)) {
       if (!settings.create) refuse(error_kind::not_a_database, path_, "an empty file");
       format(settings.format);
     }
@@ -187,11 +191,12 @@ void store::cover_pages() {
   if (fallocate(lock_file_, 0, needed - 1, 1) != 0) fail(errno, path_, "extend the file");
 }
 
-// Returns false when the file is empty.
-bool store::open_keyspaces() {
+// Returns false when the file is empty. Another format may have other key spaces: it is refused
+// once the first one is open.
+bool store::open_keyspaces(std::uint64_t format) {
   store_transaction transaction(*this, store_access::read);
   for (std::size_t i = 0; i < keyspace_count; ++i) {
-    int const code = mdb_dbi_open(transaction.transaction_, keyspace_names[i], 0, &keyspaces_[i]);
+    int const code = mdb_dbi_open(transaction.transaction_, name_of(i).c_str(), 0, &keyspaces_[i]);
     if (code == MDB_NOTFOUND) {
       MDB_dbi names = 0;
       check(mdb_dbi_open(transaction.transaction_, nullptr, 0, &names), path_, "open");
@@ -204,6 +209,9 @@ bool store::open_keyspaces() {
       refuse(error_kind::not_a_database, path_, "a file of another program");
     }
     check(code, path_, "open its key spaces");
+    if (i == static_cast<std::size_t>(keyspace::meta)) {
+      if (auto const stored = stored_format(transaction)) refuse_format(*stored, format);
+    }
   }
   // Ends the transaction so that the key spaces stay open.
   transaction.commit();
@@ -213,7 +221,7 @@ bool store::open_keyspaces() {
 void store::format(std::uint64_t number) {
   store_transaction transaction(*this, store_access::write, format_wait);
   for (std::size_t i = 0; i < keyspace_count; ++i) {
-    check(mdb_dbi_open(transaction.transaction_, keyspace_names[i], MDB_CREATE, &keyspaces_[i]),
+    check(mdb_dbi_open(transaction.transaction_, name_of(i).c_str(), MDB_CREATE, &keyspaces_[i]),
           path_, "create its key spaces");
   }
   // Another process may have been faster.
@@ -230,11 +238,14 @@ void store::check_format(std::uint64_t number) {
   store_transaction const transaction(*this, store_access::read);
   std::optional<std::uint64_t> const stored = stored_format(transaction);
   if (!stored) refuse(error_kind::not_a_database, path_, "a file of another program");
-  if (*stored != number) {
-    refuse(error_kind::format_version, path_,
-           "its format is " + std::to_string(*stored) + "; this library reads and writes format " +
-               std::to_string(number));
-  }
+  refuse_format(*stored, number);
+}
+
+void store::refuse_format(std::uint64_t stored, std::uint64_t number) const {
+  if (stored == number) return;
+  refuse(error_kind::format_version, path_,
+         "its format is " + std::to_string(stored) + "; this library reads and writes format " +
+             std::to_string(number));
 }
 
 std::optional<std::uint64_t> store::stored_format(store_transaction const& transaction) const {
@@ -406,6 +417,21 @@ store_cursor& store_cursor::operator=(store_cursor&& other) noexcept {
   std::swap(key_, other.key_);
   std::swap(value_, other.value_);
   return *this;
+}
+
+void store_cursor::put(byte_view key, byte_view value) {
+  MDB_val key_value = to_value(key);
+  MDB_val data = to_value(value);
+  check(mdb_cursor_put(cursor_, &key_value, &data, 0), store_->path_, "write");
+}
+
+bool store_cursor::append(byte_view key, byte_view value) {
+  MDB_val key_value = to_value(key);
+  MDB_val data = to_value(value);
+  int const code = mdb_cursor_put(cursor_, &key_value, &data, MDB_APPEND);
+  if (code == MDB_KEYEXIST) return false;
+  check(code, store_->path_, "write");
+  return true;
 }
 
 void store_cursor::renew(store_transaction const& transaction) {

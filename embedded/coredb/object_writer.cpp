@@ -152,7 +152,7 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
     state_.keys[i].clear();
     append_storage_key(state_.keys[i], index, field_of);
     if (index.definition.unique && !is_null_in_key(index, field_of)) {
-      indexes_.refuse_equal_key(index, state_.keys[i], oid);
+      indexes_.refuse_equal_key(index, state_.keys[i].bytes(), oid);
     }
   }
   change_scope scope(state_);
@@ -204,7 +204,7 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
     append_storage_key(state_.old_keys[i], index, old_field_of);
     bool const same = compare_bytes(state_.keys[i].bytes(), state_.old_keys[i].bytes()) == 0;
     if (!same && index.definition.unique && !is_null_in_key(index, field_of)) {
-      indexes_.refuse_equal_key(index, state_.keys[i], oid);
+      indexes_.refuse_equal_key(index, state_.keys[i].bytes(), oid);
     }
   }
   state_.references.clear();
@@ -359,7 +359,7 @@ void object_writer::build_index(index const& index) {
         key.clear();
         append_storage_key(key, index, field_of);
         if (index.definition.unique && !is_null_in_key(index, field_of)) {
-          indexes_.refuse_equal_key(index, key, record.oid);
+          indexes_.refuse_equal_key(index, key.bytes(), record.oid);
         }
         indexes_.put(index, key, record.oid, id);
         for (std::uint16_t const column : references) {

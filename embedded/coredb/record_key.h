@@ -35,7 +35,7 @@ void append_storage_key(key_buffer& key, index const& index, FieldOf const& fiel
   }
 }
 
-// An entry of an index, in keyspace::entries.
+// An entry of an index, in the index's key space.
 //
 //     key    the index's prefix, the storage key or as much of it as fits, the object id
 //     value  u16 layout, u8 1 when the storage key was cut

@@ -178,6 +178,7 @@ void schema::add_index(index_definition&& definition) {
     refuse(name + ": an extent has one column, the object's own reference, ascending");
   }
   auto made = std::make_unique<index>();
+  made->space = entry_space(definition.id);
   made->prefix = entry_prefix(definition.id);
   made->definition = std::move(definition);
   // Only what derives from the root is visited, so that many classes with an extent each stay cheap.

@@ -10,6 +10,7 @@
 
 #include "coredb/export.h"
 #include "coredb/field.h"
+#include "coredb/keyspace.h"
 
 namespace qd::coredb {
 
@@ -70,8 +71,9 @@ struct layout {
 // An index as the kernel uses it.
 struct index {
   index_definition definition;
-  std::vector<std::uint16_t> covered;  // The layouts whose objects it holds, ascending.
-  std::vector<unsigned char> prefix;   // What the stored keys of this index begin with.
+  std::vector<std::uint16_t> covered;        // The layouts whose objects it holds, ascending.
+  keyspace space = keyspace::first_entries;  // Where its entries are.
+  std::vector<unsigned char> prefix;         // What their keys begin with.
 };
 
 class QD_COREDB_API schema {

@@ -1,4 +1,4 @@
-// The ordered store underneath: five key spaces of byte strings, ordered by memcmp, with snapshots
+// The ordered store underneath: key spaces of byte strings, ordered by memcmp, with snapshots
 // and one write batch at a time. This is all that the kernel asks of a store; lmdb_store.cpp gives
 // it over LMDB.
 //
@@ -14,6 +14,8 @@
 #include <optional>
 #include <span>
 
+#include "coredb/keyspace.h"
+
 struct MDB_cursor;
 struct MDB_env;
 struct MDB_txn;
@@ -22,14 +24,6 @@ namespace qd::coredb {
 
 using byte_view = std::span<unsigned char const>;
 
-enum class keyspace : unsigned char {
-  meta,         // By name: format, schema, counters.
-  blocks,       // Block number -> block image.
-  long_values,  // Object id, column -> a value too long for its block.
-  extents,      // Layout, block number -> nothing: the blocks of a class.
-  entries,      // Index prefix, storage key, object id -> index entry.
-};
-inline constexpr std::size_t keyspace_count = 5;
 // No key may be longer.
 inline constexpr std::size_t longest_store_key = 511;
 
@@ -60,9 +54,10 @@ class store {
   friend class store_cursor;
 
   void open_environment(store_settings const& settings);
-  bool open_keyspaces();
+  bool open_keyspaces(std::uint64_t format);
   void format(std::uint64_t number);
   void check_format(std::uint64_t number);
+  void refuse_format(std::uint64_t stored, std::uint64_t number) const;
   std::optional<std::uint64_t> stored_format(store_transaction const& transaction) const;
   void cover_pages();
   void lock_writer(std::chrono::milliseconds wait);
@@ -144,6 +139,13 @@ class store_cursor {
   bool seek_last();
   bool next();
   bool previous();
+
+  // Stores an entry, as store_transaction::put does, and stays on it. Writing in the order of the
+  // keys is faster than through the transaction.
+  void put(byte_view key, byte_view value);
+  // The same for a key greater than all in the space, which fills the pages to their ends. Returns
+  // false, and stores nothing, when there is a greater one.
+  bool append(byte_view key, byte_view value);
 
   // Takes the cursor into the transaction's new snapshot, nowhere.
   void renew(store_transaction const& transaction);

@@ -57,8 +57,8 @@ struct write_state {
   std::unordered_map<std::uint64_t, dirty_block> dirty;
   std::size_t dirty_bytes = 0;
 
-  // Looks for equal keys in unique indexes; must go before the transaction ends.
-  std::optional<store_cursor> unique_cursor;
+  // Look for equal keys in unique indexes; must go before the transaction ends.
+  std::map<keyspace, store_cursor> unique_cursors;
   // The keys of the object at hand, one per index of its layout.
   std::vector<key_buffer> keys;
   std::vector<key_buffer> old_keys;

@@ -551,8 +551,12 @@ TEST(Files, NothingStaysOfDeletedObjectsAndDroppedClasses) {
     transaction->drop_layout(derived);
     transaction->commit();
   }
-  for (char const* const space : {"blocks", "long", "extents", "entries"}) {
-    EXPECT_EQ(count_entries(directory / "db", space), 0u) << space;
+  std::vector<std::string> spaces{"blocks", "long", "extents", "referrers"};
+  for (std::size_t i = 0; i < entry_space_count; ++i) {
+    spaces.push_back("entries" + std::to_string(i));
+  }
+  for (std::string const& space : spaces) {
+    EXPECT_EQ(count_entries(directory / "db", space.c_str()), 0u) << space;
   }
 }
 
