@@ -1,5 +1,7 @@
 #include "like/like.h"
 
+#include <experimental/simd>
+
 #include "error_handling/error_codes.h"
 
 namespace like {
@@ -64,14 +66,51 @@ std::size_t match_run(std::u16string_view text, std::size_t position, std::u16st
   return position <= text.size() ? position : none;
 }
 
+// Two units that stand side by side in a text; of a single one, itself twice at distance 0.
+struct unit_pair {
+  char16_t first;
+  char16_t second;
+  std::size_t distance;
+};
+
+// The first units of a run that begins with a unit that stands for itself.
+unit_pair first_units(std::u16string_view run) {
+  std::size_t position = run[0] == escape ? 1 : 0;
+  char16_t const first = run[position++];
+  bool const at_end = position == run.size();
+  if (at_end || run[position] == any_character) return {first, first, 0};
+  if (run[position] == escape) ++position;
+  return {first, run[position], 1};
+}
+
+// The first position from `position` on where the text has both units, or its size. A vector
+// register of positions at a time: most of the time of '%word%' goes here, and one unit alone would
+// stop it at every other word.
+std::size_t find_units(std::u16string_view text, std::size_t position, unit_pair units) {
+  using block = std::experimental::native_simd<char16_t>;
+  using std::experimental::element_aligned;
+  for (; position + units.distance + block::size() <= text.size(); position += block::size()) {
+    block const here(text.data() + position, element_aligned);
+    block const there(text.data() + position + units.distance, element_aligned);
+    auto const found = here == units.first && there == units.second;
+    if (any_of(found)) return position + static_cast<std::size_t>(find_first_set(found));
+  }
+  for (; position + units.distance < text.size(); ++position) {
+    if (text[position] == units.first && text[position + units.distance] == units.second) {
+      return position;
+    }
+  }
+  return text.size();
+}
+
 // Matches a run at the first position from `position` on where it can match; returns where that
 // match ends, or `none`.
 std::size_t find_run(std::u16string_view text, std::size_t position, std::u16string_view run) {
   if (run.empty()) return position;
   bool const begins_with_character = run[0] == any_character;
-  char16_t const first = run[0] == escape ? run[1] : run[0];
+  unit_pair const units = begins_with_character ? unit_pair{} : first_units(run);
   for (; position < text.size(); ++position) {
-    if (!begins_with_character && text[position] != first) continue;
+    if (!begins_with_character) position = find_units(text, position, units);
     std::size_t const end = match_run(text, position, run);
     if (end != none) return end;
   }
