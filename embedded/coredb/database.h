@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 
+#include "coredb/bulk_load.h"
 #include "coredb/error.h"
 #include "coredb/export.h"
 #include "coredb/field.h"
@@ -128,6 +129,20 @@ class QD_COREDB_API write_transaction {
   void insert_reserved(std::uint64_t oid, std::span<field const> fields);
   // The layout that an id was set aside for in this transaction; empty after its object was erased.
   std::optional<std::uint16_t> reserved_layout(std::uint64_t oid) const;
+  // Begins a bulk insert into a layout: objects of it that are inserted from now on stand in no
+  // index before finish_bulk. Reads by id and the walk of an extent find them. One at a time;
+  // meanwhile neither the schema changes nor does the transaction commit.
+  void begin_bulk(std::uint16_t layout);
+  // Enters the objects into the indexes. Objects whose key a unique index has already, or that
+  // another one with a lower id wants, too, are removed and reported. It holds 32 bytes and the key
+  // of one index for each of at most 1,048,576 objects at a time. A stop leaves the transaction
+  // failed.
+  std::vector<refused_object> finish_bulk();
+  // Removes the objects.
+  void abandon_bulk();
+  // Throws error(bad_transaction) while a bulk insert is open.
+  void require_no_bulk() const;
+
   void update(std::uint64_t oid, std::span<field_change const> changes);
   void erase(std::uint64_t oid);
   // The layout of an object; empty when there is no such object.

@@ -6,30 +6,6 @@
 #include "coredb/write_state.h"
 
 namespace qd::coredb {
-namespace {
-
-// A note, in keyspace::referrers, that a column of an object refers to another.
-struct referrer_key {
-  referrer_key(std::uint64_t target, std::uint64_t referrer, unsigned int column) {
-    put_big_endian(bytes, target);
-    put_big_endian(bytes + 8, referrer);
-    put_big_endian(bytes + 16, column);
-  }
-  explicit referrer_key(byte_view key) {
-    if (key.size() != sizeof bytes) {
-      throw error(error_kind::storage, "a note of a reference is damaged");
-    }
-    std::memcpy(bytes, key.data(), sizeof bytes);
-  }
-  byte_view view() const { return bytes; }
-  std::uint64_t target() const { return get_big_endian(bytes); }
-  std::uint64_t referrer() const { return get_big_endian(bytes + 8); }
-  auto column() const { return static_cast<unsigned int>(get_big_endian(bytes + 16)); }
-  unsigned char bytes[24];
-};
-
-}  // namespace
-
 void index_writer::put(index const& index, key_buffer const& key, std::uint64_t oid,
                        std::uint16_t layout) {
   stored_entry const entry(index, key.bytes(), oid, layout);

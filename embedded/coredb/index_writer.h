@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "coredb/context.h"
+#include "coredb/error.h"
 #include "coredb/record_key.h"
 
 namespace qd::coredb {
@@ -14,6 +15,26 @@ namespace qd::coredb {
 inline std::string object_name(std::uint64_t oid) {
   return "object " + std::to_string(oid);
 }
+
+// A note, in keyspace::referrers, that a column of an object refers to another.
+struct referrer_key {
+  referrer_key(std::uint64_t target, std::uint64_t referrer, unsigned int column) {
+    put_big_endian(bytes, target);
+    put_big_endian(bytes + 8, referrer);
+    put_big_endian(bytes + 16, column);
+  }
+  explicit referrer_key(byte_view key) {
+    if (key.size() != sizeof bytes) {
+      throw error(error_kind::storage, "a note of a reference is damaged");
+    }
+    std::memcpy(bytes, key.data(), sizeof bytes);
+  }
+  byte_view view() const { return bytes; }
+  std::uint64_t target() const { return get_big_endian(bytes); }
+  std::uint64_t referrer() const { return get_big_endian(bytes + 8); }
+  auto column() const { return static_cast<unsigned int>(get_big_endian(bytes + 16)); }
+  unsigned char bytes[24];
+};
 
 class index_writer {
  public:

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "coredb/database.h"
+#include "coredb/entry_list.h"
 #include "coredb/error.h"
 
 namespace qd::coredb {
@@ -45,6 +46,12 @@ std::vector<std::uint16_t> columns_but_for(std::vector<std::uint16_t> columns,
     return std::find(indexed.begin(), indexed.end(), column) != indexed.end();
   });
   return columns;
+}
+
+[[noreturn]] void refuse_conflict(index const& index, key_conflict const& conflict) {
+  bool const is_stored = conflict.existing != 0;
+  std::uint64_t const existing = is_stored ? conflict.existing : conflict.wanted_by[0];
+  index_writer::refuse_duplicate(index, conflict.wanted_by[is_stored ? 0 : 1], existing);
 }
 
 bool is_null_in_key(index const& index, auto const& field_of) {
@@ -146,8 +153,10 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
     return column < system_column_count ? read_field(system_record, column, context_.transaction())
                                         : normal(fields[column - system_column_count]);
   };
-  if (state_.keys.size() < layout.indexes.size()) state_.keys.resize(layout.indexes.size());
-  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+  bool const enters_later = state_.bulk && state_.bulk->layout == layout.definition.id;
+  std::size_t const index_count = enters_later ? 0 : layout.indexes.size();
+  if (state_.keys.size() < index_count) state_.keys.resize(index_count);
+  for (std::size_t i = 0; i < index_count; ++i) {
     index const& index = *layout.indexes[i];
     state_.keys[i].clear();
     append_storage_key(state_.keys[i], index, field_of);
@@ -164,11 +173,15 @@ void object_writer::insert_at(std::uint64_t oid, layout const& layout,
     if (value.null) continue;
     set_field(block, oid, static_cast<unsigned int>(i + system_column_count), value, layout);
   }
-  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+  for (std::size_t i = 0; i < index_count; ++i) {
     indexes_.put(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
   }
-  for (std::uint16_t const column : layout.indexed_references) {
-    indexes_.put_referrer(oid, column, field_of(column));
+  if (enters_later) {
+    state_.bulk->add(oid);
+  } else {
+    for (std::uint16_t const column : layout.indexed_references) {
+      indexes_.put_referrer(oid, column, field_of(column));
+    }
   }
   flush_when_large();
   scope.done();
@@ -193,7 +206,8 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
     }
     return old_field_of(column);
   };
-  std::size_t const count = layout.indexes.size();
+  bool const is_pending = state_.is_pending(oid);
+  std::size_t const count = is_pending ? 0 : layout.indexes.size();
   if (state_.keys.size() < count) state_.keys.resize(count);
   if (state_.old_keys.size() < count) state_.old_keys.resize(count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -209,6 +223,7 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
   }
   state_.references.clear();
   for (std::uint16_t const column : layout.indexed_references) {
+    if (is_pending) break;
     reference_change const change{column, old_field_of(column), field_of(column)};
     bool const same =
         change.before.null == change.after.null && change.before.word == change.after.word;
@@ -235,6 +250,13 @@ void object_writer::update(std::uint64_t oid, std::span<field_change const> chan
 void object_writer::erase(std::uint64_t oid) {
   find_record(oid);
   change_scope scope(state_);
+  if (state_.is_pending(oid)) {
+    remove_unentered(oid);
+    flush_when_large();
+    scope.done();
+    return;
+  }
+  if (state_.bulk) state_.bulk->any_erased = true;
   clear_references_to(oid);
   record_view const record = find_record(oid);
   layout const& layout = *record.layout;
@@ -253,6 +275,15 @@ void object_writer::erase(std::uint64_t oid) {
   for (reference_change const& change : state_.references) {
     indexes_.erase_referrer(oid, change.column, change.before);
   }
+  remove_record(oid, layout);
+  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
+    indexes_.erase(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
+  }
+  flush_when_large();
+  scope.done();
+}
+
+void object_writer::remove_record(std::uint64_t oid, layout const& layout) {
   dirty_block& block = edit(block_of(oid), layout);
   for (std::size_t column = system_column_count; column < layout.kinds.size(); ++column) {
     if (!has_bytes(layout.kinds[column])) continue;
@@ -262,11 +293,13 @@ void object_writer::erase(std::uint64_t oid) {
   block.editor.remove(record_of(oid));
   --counters_of(layout.definition.id).objects;
   if (reserved_layout(oid)) state_.erased_reserved.insert(oid);
-  for (std::size_t i = 0; i < layout.indexes.size(); ++i) {
-    indexes_.erase(*layout.indexes[i], state_.keys[i], oid, layout.definition.id);
-  }
-  flush_when_large();
-  scope.done();
+}
+
+// Removes an object of the bulk insert, which stands in no index.
+void object_writer::remove_unentered(std::uint64_t oid) {
+  state_.bulk->any_erased = true;
+  clear_references_to(oid);
+  remove_record(oid, *find_record(oid).layout);
 }
 
 // The block in memory, taken from the store when it is not there yet.
@@ -344,31 +377,46 @@ void object_writer::clear_dangling(std::uint64_t block, layout const& layout,
   });
 }
 
+// Clears the dangling references of the blocks of a bulk insert's objects.
+void object_writer::clear_dangling_between(std::uint64_t first, std::uint64_t end,
+                                           layout const& layout) {
+  for (std::uint64_t number = block_of(first); number <= block_of(end - 1); ++number) {
+    clear_dangling(number, layout, layout.indexed_references);
+    flush_when_large();
+  }
+}
+
 void object_writer::build_index(index const& index) {
   std::vector<std::uint16_t> const references = references_in(index.definition);
-  key_buffer key;
+  entry_list entries(index);
+  referrer_list notes;
+  auto const enter = [&] {
+    entries.sort();
+    if (index.definition.unique) {
+      std::vector<key_conflict> const conflicts = entries.find_conflicts(context_);
+      if (!conflicts.empty()) refuse_conflict(index, conflicts.front());
+    }
+    entries.write(context_);
+    entries.clear();
+    notes.write(context_);
+  };
   for (std::uint16_t const id : index.covered) {
     layout const& layout = find_layout(id);
     std::vector<std::uint16_t> const unnoted = columns_but_for(references, layout);
     for (std::uint64_t const number : blocks_of(id)) {
       if (!unnoted.empty()) clear_dangling(number, layout, unnoted);
       for_each_record(number, layout, [&](record_view const& record) {
-        auto const field_of = [&](unsigned int column) {
-          return read_field(record, column, context_.transaction());
-        };
-        key.clear();
-        append_storage_key(key, index, field_of);
-        if (index.definition.unique && !is_null_in_key(index, field_of)) {
-          indexes_.refuse_equal_key(index, key.bytes(), record.oid);
-        }
-        indexes_.put(index, key, record.oid, id);
+        entries.add(record, context_.transaction());
         for (std::uint16_t const column : references) {
-          indexes_.put_referrer(record.oid, column, field_of(column));
+          field const value = read_field(record, column, context_.transaction());
+          if (!value.null) notes.add(value.word, record.oid, column);
         }
       });
+      if (entries.size() >= most_entries_at_once) enter();
       flush_when_large();
     }
   }
+  enter();
 }
 
 void object_writer::forget_referrers(index const& index, schema const& without) {

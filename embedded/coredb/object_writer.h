@@ -47,6 +47,15 @@ class object_writer {
   void update(std::uint64_t oid, std::span<field_change const> changes);
   void erase(std::uint64_t oid);
 
+  // From here on, new objects of the layout are stored without entries, and their updates and
+  // deletion leave the indexes alone.
+  void begin_bulk(std::uint16_t layout);
+  // Enters the objects of the bulk insert into the indexes. Those that a unique index does not take
+  // are removed; of several that want one key, the one with the lowest id is taken.
+  std::vector<refused_object> finish_bulk();
+  // Removes the objects of the bulk insert.
+  void abandon_bulk();
+
   // Enters the objects that are there into a new index. References to deleted objects become NULL.
   void build_index(index const& index);
   // Takes back the notes of the index's references, but for those that a schema without it needs.
@@ -67,6 +76,9 @@ class object_writer {
   void set_field(dirty_block& block, std::uint64_t oid, unsigned int column, field const& value,
                  layout const& layout);
   bool exists(std::uint64_t oid) const;
+  void remove_record(std::uint64_t oid, layout const& layout);
+  void remove_unentered(std::uint64_t oid);
+  void clear_dangling_between(std::uint64_t first, std::uint64_t end, layout const& layout);
   void clear_references_to(std::uint64_t oid);
   void clear_dangling(std::uint64_t block, layout const& layout,
                       std::vector<std::uint16_t> const& columns);

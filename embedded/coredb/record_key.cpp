@@ -92,14 +92,17 @@ void append_record_key(key_buffer& key, index const& index, entry_view const& en
 }
 
 stored_entry::stored_entry(index const& index, byte_view storage_key, std::uint64_t oid,
+                           std::uint16_t layout)
+    : stored_entry(index, storage_key.first(std::min(storage_key.size(), longest_entry_key(index))),
+                   storage_key.size() > longest_entry_key(index), oid, layout) {}
+
+stored_entry::stored_entry(index const& index, byte_view kept, bool cut, std::uint64_t oid,
                            std::uint16_t layout) {
-  bool const cut = storage_key.size() > longest_entry_key(index);
-  std::size_t const kept = cut ? longest_entry_key(index) : storage_key.size();
   unsigned char* next = key_bytes;
   std::memcpy(next, index.prefix.data(), index.prefix.size());
   next += index.prefix.size();
-  std::memcpy(next, storage_key.data(), kept);
-  next += kept;
+  std::memcpy(next, kept.data(), kept.size());
+  next += kept.size();
   put_big_endian(next, oid);
   key_size = static_cast<std::size_t>(next - key_bytes) + sizeof oid;
   put(value_bytes, layout);

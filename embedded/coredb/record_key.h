@@ -70,6 +70,9 @@ void append_record_key(key_buffer& key, index const& index, entry_view const& en
 // The key and value under which an entry is stored.
 struct stored_entry {
   stored_entry(index const& index, byte_view storage_key, std::uint64_t oid, std::uint16_t layout);
+  // The same with the part of the storage key that fits, which is all of it unless it was cut.
+  stored_entry(index const& index, byte_view kept, bool cut, std::uint64_t oid,
+               std::uint16_t layout);
   byte_view key() const { return {key_bytes, key_size}; }
   byte_view value() const { return value_bytes; }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "coredb/block.h"
+#include "coredb/bulk_load.h"
 #include "coredb/index_key.h"
 #include "coredb/layout_counters.h"
 #include "coredb/store.h"
@@ -64,6 +65,10 @@ struct write_state {
   std::vector<key_buffer> old_keys;
   // Its indexed references, copied before the first write, which may free the page they are on.
   std::vector<reference_change> references;
+
+  std::optional<bulk_load> bulk;  // While a bulk insert is open.
+  // Whether no index has an entry for the object yet.
+  bool is_pending(std::uint64_t oid) const { return bulk && bulk->contains(oid); }
 
   // The stored counters.
   std::uint64_t next_block = 1;

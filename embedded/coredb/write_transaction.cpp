@@ -100,6 +100,7 @@ std::uint64_t write_transaction::change_count() const {
 
 std::uint16_t write_transaction::create_layout(layout_definition const& definition) {
   write_state& state = active();
+  require_no_bulk();
   layout_definition chosen = definition;
   if (chosen.id == 0) {
     if (state.next_layout > 0xFFFF) throw error(error_kind::too_many, "no layout number is left");
@@ -116,6 +117,7 @@ std::uint16_t write_transaction::create_layout(layout_definition const& definiti
 
 void write_transaction::set_class_oid(std::uint16_t layout, std::uint64_t class_oid) {
   active();
+  require_no_bulk();
   std::vector<layout_definition> layouts = layouts_of(context_->schema());
   auto const found = std::find_if(layouts.begin(), layouts.end(),
                                   [&](auto const& each) { return each.id == layout; });
@@ -129,6 +131,7 @@ void write_transaction::set_class_oid(std::uint16_t layout, std::uint64_t class_
 
 void write_transaction::drop_layout(std::uint16_t layout) {
   write_state& state = active();
+  require_no_bulk();
   std::vector<layout_definition> layouts = layouts_of(context_->schema());
   for (layout_definition const& each : layouts) {
     if (each.base == layout && layout != 0) {
@@ -165,6 +168,7 @@ void write_transaction::drop_layout(std::uint16_t layout) {
 
 std::uint64_t write_transaction::create_index(index_definition const& definition) {
   write_state& state = active();
+  require_no_bulk();
   index_definition chosen = definition;
   if (chosen.id == 0) chosen.id = state.next_index;
   std::vector<index_definition> indexes = indexes_of(context_->schema());
@@ -192,6 +196,7 @@ std::uint64_t write_transaction::create_index(index_definition const& definition
 
 void write_transaction::drop_index(std::uint64_t id) {
   write_state& state = active();
+  require_no_bulk();
   index const* const found = context_->schema().find_index(id);
   if (!found) refuse_schema("index " + std::to_string(id) + " does not exist");
   std::vector<index_definition> indexes = indexes_of(context_->schema());
@@ -225,6 +230,25 @@ std::optional<std::uint16_t> write_transaction::reserved_layout(std::uint64_t oi
   return object_writer(*context_).reserved_layout(oid);
 }
 
+void write_transaction::begin_bulk(std::uint16_t layout) {
+  require_no_bulk();
+  object_writer(*context_).begin_bulk(layout);
+}
+
+std::vector<refused_object> write_transaction::finish_bulk() {
+  if (!active().bulk) refuse_use("has no bulk insert open");
+  return object_writer(*context_).finish_bulk();
+}
+
+void write_transaction::abandon_bulk() {
+  if (!active().bulk) refuse_use("has no bulk insert open");
+  object_writer(*context_).abandon_bulk();
+}
+
+void write_transaction::require_no_bulk() const {
+  if (active().bulk) refuse_use("has a bulk insert that is neither finished nor abandoned");
+}
+
 void write_transaction::update(std::uint64_t oid, std::span<field_change const> changes) {
   active();
   object_writer(*context_).update(oid, changes);
@@ -244,6 +268,7 @@ std::optional<std::uint16_t> write_transaction::layout_of(std::uint64_t oid) con
 
 void write_transaction::commit() {
   write_state& state = active();
+  require_no_bulk();
   // Whatever happens, the transaction ends here.
   std::unique_ptr<context> const ending = std::move(context_);
   object_writer writer(*ending);

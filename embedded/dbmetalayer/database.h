@@ -192,6 +192,7 @@ class QD_EMBEDDED_API snapshot final : public read_context {
 };
 
 class inserter;
+class bulk_inserter;
 
 // The one write transaction. It sees its own changes and stays with the thread that began it. When
 // it is destroyed without a commit, it is rolled back; on another thread, that makes every later
@@ -225,6 +226,13 @@ class QD_EMBEDDED_API transaction final : public read_context {
                           std::span<std::u16string_view const> columns);
   inserter prepare_insert(std::u16string_view class_name,
                           std::initializer_list<std::u16string_view> columns = {});
+
+  // Inserts many objects of a class whose index entries are made at the end, sorted: several times
+  // as fast as prepare_insert where the class has indexes. See bulk_inserter.
+  bulk_inserter prepare_bulk_insert(std::u16string_view class_name,
+                                    std::span<std::u16string_view const> columns);
+  bulk_inserter prepare_bulk_insert(std::u16string_view class_name,
+                                    std::initializer_list<std::u16string_view> columns = {});
 
   // Sets `count` consecutive ids aside for objects of the class and returns the first, so that
   // objects can be referred to before they are inserted. A reference to an id that stays unused
@@ -267,12 +275,44 @@ class QD_EMBEDDED_API inserter {
   void insert_reserved(object_id object, std::span<value const> row);
   void insert_reserved(object_id object, std::initializer_list<value> row);
 
- private:
+ protected:
   friend class transaction;
   struct state;
   explicit inserter(std::unique_ptr<state> prepared);
 
   std::unique_ptr<state> state_;
+};
+
+// A row of a bulk insert that a unique index refused.
+struct duplicate_row {
+  object_id refused;   // The id that its object had.
+  object_id existing;  // The object that has the key.
+  std::u16string index_name;
+  std::string text;  // Names the class, the columns, the value that both share, and the index.
+};
+
+// An insert of many objects of one class, into a transaction that has no other bulk insert open.
+//
+// Until `finish`, the objects stand in no index but the extent: reads through the others do not
+// see them. Other reads do, and they can be referred to, updated and erased. What a row's values
+// break is refused at once, as by any inserter, and the next row may follow; equal keys in unique
+// indexes are found by `finish`. Meanwhile classes and indexes are neither defined nor dropped and
+// the transaction cannot be committed: either call throws bad_transaction. A bulk_inserter that is
+// gone without `finish` or `abandon` leaves it so, and only a roll-back ends the transaction.
+class QD_EMBEDDED_API bulk_inserter final : public inserter {
+ public:
+  // Makes the index entries and ends the bulk insert. Rows with a key that a unique index has
+  // already are removed again and reported, in the order of their ids; of rows that want one key,
+  // the one with the lowest id stays. (References to removed rows become NULL.) It holds 32 bytes
+  // and the key of one index for each of at most 1,048,576 rows at a time. When it throws, the
+  // transaction can only be rolled back.
+  std::vector<duplicate_row> finish();
+  // Removes the rows and ends the bulk insert; the transaction goes on.
+  void abandon();
+
+ private:
+  friend class transaction;
+  using inserter::inserter;
 };
 
 // An open database. Copies share it; it closes with the last of them and of what they began. All

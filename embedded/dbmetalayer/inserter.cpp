@@ -17,6 +17,7 @@ struct inserter::state {
 
   coredb::write_transaction& open() {
     coredb::write_transaction& core = owner->open();
+    if (ended) throw error(error_kind::bad_transaction, "the bulk insert has ended");
     if (dropped_classes != owner->dropped_classes) [[unlikely]] {
       throw error(error_kind::bad_transaction, "the inserter of class " + to_utf8(info->name) +
                                                    " ended when a class was dropped");
@@ -27,23 +28,45 @@ struct inserter::state {
   std::shared_ptr<transaction::state> owner;
   std::shared_ptr<class_info const> info;
   row_encoder encoder;
+  // For the columns of these names, or for all.
+  static std::unique_ptr<state> prepare(std::shared_ptr<transaction::state> const& of_transaction,
+                                        std::u16string_view class_name,
+                                        std::span<std::u16string_view const> columns) {
+    auto info = of_transaction->writable_class(class_name);
+    std::vector<std::size_t> positions;
+    for (std::u16string_view const column : columns) {
+      positions.push_back(position_of(*info, column));
+    }
+    if (columns.empty()) {
+      for (std::size_t i = system_columns; i < info->columns.size(); ++i) positions.push_back(i);
+    }
+    return std::make_unique<state>(of_transaction, std::move(info), std::move(positions));
+  }
+
   std::uint64_t dropped_classes;  // Of the transaction, when this was prepared.
+  bool ended = false;             // Of a bulk insert.
 };
 
 inserter transaction::prepare_insert(std::u16string_view class_name,
                                      std::span<std::u16string_view const> columns) {
-  auto info = state_->writable_class(class_name);
-  std::vector<std::size_t> positions;
-  for (std::u16string_view const column : columns) positions.push_back(position_of(*info, column));
-  if (columns.empty()) {
-    for (std::size_t i = system_columns; i < info->columns.size(); ++i) positions.push_back(i);
-  }
-  return inserter(std::make_unique<inserter::state>(state_, std::move(info), std::move(positions)));
+  return inserter(inserter::state::prepare(state_, class_name, columns));
 }
 
 inserter transaction::prepare_insert(std::u16string_view class_name,
                                      std::initializer_list<std::u16string_view> columns) {
   return prepare_insert(class_name, std::span(columns.begin(), columns.size()));
+}
+
+bulk_inserter transaction::prepare_bulk_insert(std::u16string_view class_name,
+                                               std::span<std::u16string_view const> columns) {
+  bulk_inserter prepared(inserter::state::prepare(state_, class_name, columns));
+  translated([&] { state_->open().begin_bulk(prepared.state_->info->layout); });
+  return prepared;
+}
+
+bulk_inserter transaction::prepare_bulk_insert(std::u16string_view class_name,
+                                               std::initializer_list<std::u16string_view> columns) {
+  return prepare_bulk_insert(class_name, std::span(columns.begin(), columns.size()));
 }
 
 inserter::inserter(std::unique_ptr<state> prepared) : state_(std::move(prepared)) {}
@@ -83,6 +106,31 @@ void inserter::insert_reserved(object_id object, std::span<value const> row) {
 
 void inserter::insert_reserved(object_id object, std::initializer_list<value> row) {
   insert_reserved(object, std::span(row.begin(), row.size()));
+}
+
+std::vector<duplicate_row> bulk_inserter::finish() {
+  return translated([&] {
+    coredb::write_transaction& core = state_->open();
+    state_->ended = true;
+    std::vector<duplicate_row> duplicates;
+    duplicate_texts texts(core.handle(), core.schema());
+    for (coredb::refused_object const& refused : core.finish_bulk()) {
+      duplicate_texts::result described = texts.describe(refused.index_id, refused.existing);
+      duplicates.push_back({{refused.oid},
+                            {refused.existing},
+                            std::move(described.index_name),
+                            std::move(described.text)});
+    }
+    return duplicates;
+  });
+}
+
+void bulk_inserter::abandon() {
+  translated([&] {
+    coredb::write_transaction& core = state_->open();
+    state_->ended = true;
+    core.abandon_bulk();
+  });
 }
 
 }  // namespace qd::embedded

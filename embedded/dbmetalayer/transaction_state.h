@@ -51,6 +51,7 @@ struct transaction::state final : reference_checker {
 template <class Change>
 void transaction::state::change_catalogue(Change&& change) {
   coredb::write_transaction& core_transaction = open();
+  translated([&] { core_transaction.require_no_bulk(); });
   std::uint64_t const changes = core_transaction.change_count();
   auto const roll_back_what_began = [&] {
     if (core_transaction.change_count() != changes) core_transaction.roll_back();
@@ -77,7 +78,9 @@ decltype(auto) transaction::state::write_objects(Write&& write) {
   try {
     return std::forward<Write>(write)();
   } catch (coredb::unique_violation const& violation) {
-    throw error(error_kind::duplicate, duplicate_text(core->handle(), core->schema(), violation));
+    duplicate_texts texts(core->handle(), core->schema());
+    throw error(error_kind::duplicate,
+                texts.describe(violation.index_id, violation.existing_oid).text);
   } catch (coredb::error const& fault) {
     throw_translated(fault);
   }

@@ -81,14 +81,20 @@ std::string duplicate_text(unsigned long context, class_info const& of_class,
          to_utf8(index_name);
 }
 
-std::string duplicate_text(unsigned long context, coredb::schema const& schema,
-                           coredb::unique_violation const& violation) {
-  coredb::index const& index = *schema.find_index(violation.index_id);
-  std::uint64_t const table = schema.find_layout(index.definition.layout)->definition.class_oid;
-  QD_OBJ_REF const record = index_record(context, table, violation.index_id);
-  std::u16string const name = read_text(context, record, catalogue::index::full_name);
-  return duplicate_text(context, read_class(context, record_of(context, table)), name,
-                        index.definition.columns, violation.existing_oid);
+duplicate_texts::result duplicate_texts::describe(std::uint64_t index_id, std::uint64_t object) {
+  coredb::index const& index = *schema_.find_index(index_id);
+  auto known = known_.find(index_id);
+  if (known == known_.end()) {
+    std::uint64_t const table = schema_.find_layout(index.definition.layout)->definition.class_oid;
+    QD_OBJ_REF const record = index_record(context_, table, index_id);
+    known =
+        known_
+            .emplace(index_id, known_index{read_text(context_, record, catalogue::index::full_name),
+                                           read_class(context_, record_of(context_, table))})
+            .first;
+  }
+  auto const& [name, of_class] = known->second;
+  return {name, duplicate_text(context_, of_class, name, index.definition.columns, object)};
 }
 
 }  // namespace qd::embedded

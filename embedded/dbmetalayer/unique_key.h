@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
 
-#include "coredb/error.h"
 #include "coredb/schema.h"
 #include "dbmetalayer/class_info.h"
 
@@ -19,8 +19,27 @@ std::string duplicate_text(unsigned long context, class_info const& of_class,
                            std::span<coredb::index_column_definition const> columns,
                            std::uint64_t object);
 
-// The same for an index that the catalogue knows.
-std::string duplicate_text(unsigned long context, coredb::schema const& schema,
-                           coredb::unique_violation const& violation);
+// The same for indexes that the catalogue knows, whose names it looks up once.
+class duplicate_texts {
+ public:
+  duplicate_texts(unsigned long context, coredb::schema const& schema)
+      : context_(context), schema_(schema) {}
+
+  struct result {
+    std::u16string index_name;
+    std::string text;
+  };
+  // `object` has a key of the index that another one wanted.
+  result describe(std::uint64_t index_id, std::uint64_t object);
+
+ private:
+  struct known_index {
+    std::u16string name;
+    class_info of_class;
+  };
+  unsigned long context_;
+  coredb::schema const& schema_;
+  std::map<std::uint64_t, known_index> known_;  // By kernel id.
+};
 
 }  // namespace qd::embedded
