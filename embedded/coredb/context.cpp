@@ -223,4 +223,19 @@ unsigned char* context::lend(std::size_t size) {
   return reinterpret_cast<unsigned char*>(lent_.data());
 }
 
+context& usable_context(unsigned long handle) {
+  unsigned int status = status_ok;
+  context* const found = find_context(handle, status);
+  switch (status) {
+    case status_ok:
+      return *found;
+    case status_stopped:
+      throw error(error_kind::stopped, "the context was asked to stop");
+    case status_wrong_thread:
+      throw error(error_kind::bad_transaction, "the context belongs to another thread");
+    default:
+      throw error(error_kind::bad_transaction, "the context has ended");
+  }
+}
+
 }  // namespace qd::coredb

@@ -134,4 +134,7 @@ inline context* find_context(unsigned long handle, unsigned int& status) {
   return found;
 }
 
+// The same for the C++ interface, which reports why not by error: stopped, bad_transaction.
+context& usable_context(unsigned long handle);
+
 }  // namespace qd::coredb

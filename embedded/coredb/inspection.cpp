@@ -8,21 +8,6 @@
 namespace qd::coredb {
 namespace {
 
-context& usable_context(unsigned long handle) {
-  unsigned int status = status_ok;
-  context* const found = find_context(handle, status);
-  switch (status) {
-    case status_ok:
-      return *found;
-    case status_stopped:
-      throw error(error_kind::stopped, "the context was asked to stop");
-    case status_wrong_thread:
-      throw error(error_kind::bad_transaction, "the context belongs to another thread");
-    default:
-      throw error(error_kind::bad_transaction, "the context has ended");
-  }
-}
-
 std::uint64_t own_objects(context const& context, std::uint16_t layout) {
   if (write_state const* const writer = context.writer()) {
     auto const known = writer->counters.find(layout);

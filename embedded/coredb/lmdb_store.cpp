@@ -441,6 +441,9 @@ void store_cursor::renew(store_transaction const& transaction) {
 bool store_cursor::seek(byte_view key) {
   return move(MDB_SET_RANGE, key);
 }
+bool store_cursor::seek_first() {
+  return move(MDB_FIRST, {});
+}
 bool store_cursor::seek_last() {
   return move(MDB_LAST, {});
 }

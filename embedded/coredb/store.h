@@ -136,6 +136,7 @@ class store_cursor {
 
   // Each returns whether there is such an entry; `key` and `value` are its.
   bool seek(byte_view key);  // The first at or above `key`.
+  bool seek_first();
   bool seek_last();
   bool next();
   bool previous();

@@ -5,6 +5,7 @@
 #include "coredb/database.h"
 #include "dbmetalayer/catalogue.h"
 #include "dbmetalayer/catalogue_writer.h"
+#include "dbmetalayer/check.h"
 #include "dbmetalayer/description_cache.h"
 #include "dbmetalayer/error_translation.h"
 #include "dbmetalayer/transaction_state.h"
@@ -54,6 +55,10 @@ thread_binding snapshot::bind() {
 
 std::uint64_t snapshot::schema_version() const {
   return state_->core->schema().version();
+}
+
+std::vector<std::string> snapshot::check(std::size_t most) const {
+  return check_snapshot(context_, state_->core->schema(), most);
 }
 
 description_cache& snapshot::descriptions() const {

@@ -182,6 +182,12 @@ class QD_EMBEDDED_API snapshot final : public read_context {
   [[nodiscard]] thread_binding bind() override;
   std::uint64_t schema_version() const override;
 
+  // Reads everything that the snapshot sees: every block and value, every index entry beside its
+  // object and the other way round, the counts, and the catalogue beside what the storage knows.
+  // Returns what contradicts something else as texts that name the index and the object, no more
+  // than `most`; none when all is sound. Throws stopped as soon as the snapshot is asked to stop.
+  std::vector<std::string> check(std::size_t most = 100) const;
+
  private:
   friend class database;
   struct state;

@@ -135,6 +135,8 @@ TEST(BulkInsert, EntersWhatSingleInsertsEnter) {
   }
   snapshot const bulk = database(bulk_data).begin_snapshot();
   snapshot const single = database(single_data).begin_snapshot();
+  EXPECT_THAT(bulk.check(), ElementsAre());
+  EXPECT_THAT(single.check(), ElementsAre());
   raw_reader const read_bulk{bulk.context()};
   raw_reader const read_single{single.context()};
   for (char16_t const* const index : all_indexes) {
@@ -191,6 +193,8 @@ TEST(BulkInsert, UniqueIndexesTakeTheRowsThatSingleInsertsWouldTake) {
       EXPECT_EQ(walk(write, u"by_text").size(), present.size());
       EXPECT_EQ(walk(write, u"by_number").size(), present.size());
       EXPECT_EQ(duplicates.size() + taken[1].size(), given.size());
+      write.commit();
+      EXPECT_THAT(data.begin_snapshot().check(), ElementsAre());
     }
     EXPECT_EQ(taken[0], taken[1]);
   }
