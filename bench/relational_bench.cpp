@@ -70,7 +70,7 @@ qd::embedded::database load() {
       {.name = u"bench.Sale.by_id", .class_name = u"bench.Sale", .columns = {{.name = u"id"}}});
   write.define_index(
       {.name = u"bench.Label.by_id", .class_name = u"bench.Label", .columns = {{.name = u"id"}}});
-  auto sales = write.prepare_insert(u"bench.Sale");
+  auto sales = write.prepare_bulk_insert(u"bench.Sale");
   for (long id = 0; id < row_count(); ++id) {
     sale const next = make_sale(id);
     std::u16string const name(next.name.begin(), next.name.end());
@@ -78,11 +78,13 @@ qd::embedded::database load() {
         name.empty() ? qd::embedded::value() : qd::embedded::value(name);
     sales.insert({next.id, next.k, next.grp, name_or_null, next.ratio, next.label});
   }
-  auto labels = write.prepare_insert(u"bench.Label");
+  sales.finish();
+  auto labels = write.prepare_bulk_insert(u"bench.Label");
   for (long id = 0; id < label_count(); ++id) {
     std::string const text = "label " + std::to_string(id);
     labels.insert({id, std::u16string(text.begin(), text.end())});
   }
+  labels.finish();
   write.commit();
   return database;
 }

@@ -103,6 +103,18 @@ inline std::uint64_t slot_of(heap_place place) {
 std::span<unsigned char const> heap_bytes(record_view const& record, heap_place place,
                                           bool& damaged);
 
+// Brings the place into the processor's cache where a record's strings are if all records have as
+// many bytes of them.
+inline void prefetch_strings(unsigned char const* image, layout const& layout,
+                             unsigned int record) {
+  std::uint32_t const capacity = block_capacity(image);
+  if (!layout.has_bytes || capacity == 0) return;
+  std::uint32_t const heap =
+      static_cast<std::uint32_t>(block_header_bytes) + capacity * layout.record_bytes;
+  std::uint64_t const before = std::uint64_t{block_size(image) - heap} * record / capacity;
+  __builtin_prefetch(image + heap + before);
+}
+
 // A block being written, in memory; the image always has room for all 64 records.
 class block_editor {
  public:

@@ -132,7 +132,9 @@ void context::prefetch(std::uint64_t oid, std::uint16_t layout_id) {
   unsigned char const* const image = block(block_of(oid));
   __builtin_prefetch(image);
   layout const* const layout = schema_->find_layout(layout_id);
-  if (layout) __builtin_prefetch(record_view{image, layout, oid}.record());
+  if (!layout) return;
+  __builtin_prefetch(record_view{image, layout, oid}.record());
+  prefetch_strings(image, *layout, record_of(oid));
 }
 
 unsigned int context::open_iterator(std::uint64_t index_id, unsigned int flags,

@@ -93,6 +93,33 @@ byte_view to_view(MDB_val const& value) {
   return {static_cast<unsigned char const*>(value.mv_data), value.mv_size};
 }
 
+// LMDB's own order of keys, memcmp and then the size, eight bytes at a time: a search compares some
+// twenty keys, most of them short and equal in their first bytes.
+int compare_keys(MDB_val const* left, MDB_val const* right) {
+  auto const* const left_bytes = static_cast<unsigned char const*>(left->mv_data);
+  auto const* const right_bytes = static_cast<unsigned char const*>(right->mv_data);
+  std::size_t const common = std::min(left->mv_size, right->mv_size);
+  std::size_t position = 0;
+  for (; position + 8 <= common; position += 8) {
+    std::uint64_t const left_word = get_big_endian(left_bytes + position);
+    std::uint64_t const right_word = get_big_endian(right_bytes + position);
+    if (left_word != right_word) return left_word < right_word ? -1 : 1;
+  }
+  if (position < common && common >= 8) {
+    // Bytes that were found equal are compared again.
+    std::uint64_t const left_word = get_big_endian(left_bytes + common - 8);
+    std::uint64_t const right_word = get_big_endian(right_bytes + common - 8);
+    if (left_word != right_word) return left_word < right_word ? -1 : 1;
+    position = common;
+  }
+  for (; position < common; ++position) {
+    if (left_bytes[position] != right_bytes[position]) {
+      return left_bytes[position] < right_bytes[position] ? -1 : 1;
+    }
+  }
+  return left->mv_size < right->mv_size ? -1 : left->mv_size > right->mv_size;
+}
+
 [[noreturn]] void refuse(error_kind kind, std::filesystem::path const& path,
                          std::string const& why) {
   throw error(kind, "database \"" + path.string() + "\": " + why);
@@ -209,6 +236,7 @@ bool store::open_keyspaces(std::uint64_t format) {
       refuse(error_kind::not_a_database, path_, "a file of another program");
     }
     check(code, path_, "open its key spaces");
+    check(mdb_set_compare(transaction.transaction_, keyspaces_[i], compare_keys), path_, "open");
     if (i == static_cast<std::size_t>(keyspace::meta)) {
       if (auto const stored = stored_format(transaction)) refuse_format(*stored, format);
     }
@@ -223,6 +251,7 @@ void store::format(std::uint64_t number) {
   for (std::size_t i = 0; i < keyspace_count; ++i) {
     check(mdb_dbi_open(transaction.transaction_, name_of(i).c_str(), MDB_CREATE, &keyspaces_[i]),
           path_, "create its key spaces");
+    check(mdb_set_compare(transaction.transaction_, keyspaces_[i], compare_keys), path_, "open");
   }
   // Another process may have been faster.
   created_ = !stored_format(transaction);

@@ -144,6 +144,8 @@ void schema::add_layout(layout_definition&& definition) {
   std::size_t const stored = made->kinds.size() - system_column_count;
   made->null_words = static_cast<std::uint32_t>((stored + 63) / 64);
   made->record_bytes = static_cast<std::uint32_t>((made->null_words + stored) * 8);
+  made->has_bytes = std::any_of(made->kinds.begin() + system_column_count, made->kinds.end(),
+                                [](column_kind kind) { return has_bytes(kind); });
   made->set_specifier_record = text_record(definition.set_specifier);
   std::string const densetext = to_densetext(definition.set_specifier);
   made->set_specifier_densetext.assign(densetext.begin(), densetext.end());

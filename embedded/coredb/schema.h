@@ -58,6 +58,7 @@ struct layout {
   std::vector<std::uint16_t> indexed_references;
   std::uint32_t null_words = 0;                        // 64-bit words of a record's null bitmap.
   std::uint32_t record_bytes = 0;                      // Size of a record's fixed part.
+  bool has_bytes = false;                              // Whether a record has strings or binaries.
   std::vector<unsigned char> set_specifier_record;     // A VELA_UCS2: count, units, zero unit.
   std::vector<unsigned char> set_specifier_densetext;  // What indexes over column 1 hold.
 
