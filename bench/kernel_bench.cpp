@@ -224,4 +224,52 @@ void load(benchmark::State& state) {
 }
 BENCHMARK(load)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
+// Loading a class of ten columns, four of them texts, with one index on random numbers, through the
+// interface that loaders use: row by row, and in bulk.
+void load_rows(benchmark::State& state) {
+  using qd::embedded::column_type;
+  bool const in_bulk = state.range(0) != 0;
+  std::uint64_t const count = object_count();
+  for (auto _ : state) {
+    auto database = qd::embedded::database::open_temporary();
+    auto write = database.begin_write();
+    write.define_class({.name = u"Row",
+                        .columns = {{u"id", column_type::signed_integer, false},
+                                    {u"number", column_type::signed_integer},
+                                    {u"group", column_type::signed_integer},
+                                    {u"price", column_type::decimal},
+                                    {u"discount", column_type::decimal},
+                                    {u"ratio", column_type::double_float},
+                                    {u"name", column_type::string},
+                                    {u"note", column_type::string},
+                                    {u"city", column_type::string},
+                                    {u"code", column_type::string}}});
+    write.define_index({.name = u"by_number", .class_name = u"Row", .columns = {{u"number"}}});
+    std::u16string const note = u"a few words that somebody left about it";
+    auto const insert_all = [&](qd::embedded::inserter& rows) {
+      for (std::uint64_t i = 0; i < count; ++i) {
+        std::uint64_t const random = scrambled(i);
+        std::u16string_view const text(note);
+        rows.insert({i, random, random % 1000,
+                     qd::embedded::decimal{std::int64_t(random % 100'000'000)},
+                     qd::embedded::decimal{100'000}, static_cast<double>(random),
+                     text.substr(random % 8, 6 + random % 14), text.substr(0, 20 + random % 19),
+                     text.substr(3, 9), text.substr(random % 20, 5)});
+      }
+    };
+    if (in_bulk) {
+      auto rows = write.prepare_bulk_insert(u"Row");
+      insert_all(rows);
+      rows.finish();
+    } else {
+      auto rows = write.prepare_insert(u"Row");
+      insert_all(rows);
+    }
+    write.commit();
+  }
+  state.SetLabel(in_bulk ? "in bulk" : "row by row");
+  state.SetItemsProcessed(static_cast<std::int64_t>(count) * state.iterations());
+}
+BENCHMARK(load_rows)->DenseRange(0, 1)->Unit(benchmark::kMillisecond);
+
 }  // namespace
