@@ -45,6 +45,8 @@ bool equal(PhysicalVariable const& left, PhysicalVariable const& right);
 // The conditions that all hold when the expression does: the operands of its AND chain, left to
 // right, without recursion along the chain.
 std::vector<Expression> conjuncts(Expression expression);
+// The same of an OR chain.
+std::vector<Expression> disjuncts(Expression expression);
 // Their AND, as a balanced tree; of no conditions TRUE.
 Expression conjunction(std::vector<Expression> conditions);
 // Their OR, as a balanced tree, in order; at least one.
