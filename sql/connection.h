@@ -165,6 +165,7 @@ class connection {
   std::vector<std::string> check();
 
  private:
+  connection();
   std::shared_ptr<connection_state> state_;
 };
 

@@ -1,0 +1,53 @@
+// Finds the object that a reference column's key stands for.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "sql/run/internal_query.h"
+#include "sql/run/operation.h"
+
+namespace qd::sql {
+
+struct value_hash {
+  std::size_t operator()(value const& content) const { return hash_value(content); }
+};
+
+// Looks objects of a class up by the value of one of its columns, through an index that the column
+// leads, or else through a map of all values that one pass over the class makes. Sees what its
+// transaction has written before the finder was made; a later write makes a new one necessary.
+class object_finder {
+ public:
+  // The thread's metadata context must be the transaction's.
+  object_finder(run_context const& run, std::u16string class_name, std::string column);
+
+  // The object whose column equals the key; empty when there is none. Throws sql::error
+  // (constraint) when there are several, (wrong_type) for a key that the column cannot have.
+  std::optional<QD_OBJ_REF> find(value const& key);
+  // Throws sql::error (constraint): no row of country has code 'XX'.
+  [[noreturn]] void refuse_missing(value const& key) const;
+  // The column that keys are values of.
+  column_info const& key_column() const { return *column_; }
+
+ private:
+  struct found {
+    QD_OBJ_REF object;
+    bool several = false;
+  };
+
+  void read_all();
+  std::optional<found> look_up(value const& key);
+
+  connection_state& connection_;
+  std::shared_ptr<open_transaction> transaction_;
+  std::shared_ptr<sql::catalogue> tables_;
+  table_info const* table_;
+  column_info const* column_;
+  std::unique_ptr<query> by_key_;  // Null when every value is in `known_`.
+  // By key; through an index, those found so far, nothing for those that are not there.
+  std::unordered_map<value, std::optional<found>, value_hash> known_;
+};
+
+}  // namespace qd::sql

@@ -1,0 +1,64 @@
+#include "sql/run/row_inserter.h"
+
+#include "db_string/string_encoder.h"
+
+namespace qd::sql {
+std::vector<std::u16string> kernel_names(table_info const& table,
+                                         std::vector<std::size_t> const& columns) {
+  std::vector<std::u16string> names;
+  names.reserve(columns.size());
+  for (std::size_t const column : columns) {
+    names.push_back(encoder::utf8_to_utf16(table.columns[column].name));
+  }
+  return names;
+}
+
+namespace {
+
+embedded::inserter prepare(embedded::transaction& kernel, table_info const& table,
+                           std::vector<std::size_t> const& columns) {
+  std::vector<std::u16string> const names = kernel_names(table, columns);
+  std::vector<std::u16string_view> const views(names.begin(), names.end());
+  return kernel.prepare_insert(table.class_name, views);
+}
+
+}  // namespace
+
+row_inserter::row_inserter(run_context& run, table_info const& table,
+                           std::vector<std::size_t> columns)
+    : run_(run),
+      converter_(table, std::move(columns)),
+      references_(run, table),
+      inserter_(prepare(run.kernel(), table, converter_.columns())),
+      inserted_(std::make_shared<std::vector<embedded::object_id>>()) {
+  // Alone in its transaction a statement is rolled back with it.
+  if (run_.transaction != run_.connection.transaction) return;
+  run_.undo.emplace_back([kernel = &run_.kernel(), inserted = inserted_] {
+    for (auto each = inserted->rbegin(); each != inserted->rend(); ++each) kernel->erase(*each);
+  });
+}
+
+void row_inserter::insert(std::span<value const> row) {
+  converted_.clear();
+  waiting_.clear();
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    column_info const& column = converter_.column(i);
+    bool const by_key = column.kind == kind::reference && !row[i].is_null() &&
+                        !holds_alternative<QD_OBJ_REF>(row[i]);
+    if (!by_key) {
+      converted_.push_back(converter_.convert(i, row[i]));
+    } else if (auto const object = references_.resolve(column, row[i])) {
+      converted_.emplace_back(*object);
+    } else {
+      converted_.push_back(references_.placeholder(column));
+      waiting_.push_back(i);
+    }
+  }
+  embedded::object_id const object = inserter_.insert(converted_);
+  if (run_.transaction == run_.connection.transaction) inserted_->push_back(object);
+  for (std::size_t const i : waiting_) {
+    references_.resolve_later(object, converter_.column(i), row[i]);
+  }
+}
+
+}  // namespace qd::sql
