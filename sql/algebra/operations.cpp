@@ -19,18 +19,20 @@ namespace {
   throw std::logic_error("an operation was bound to a kind that it does not take");
 }
 
+// The position of T among the kinds of values.
+template <typename T, typename... Kinds>
+constexpr kind position_of(TypeList<Kinds...>) {
+  std::size_t position = 0;
+  bool found = false;
+  ((found = found || std::is_same_v<T, Kinds>, position += found ? 0 : 1), ...);
+  return static_cast<kind>(position);
+}
+
 // The kind of a signature's last argument; kind::null of one without arguments.
 template <typename R, typename... Arguments>
 constexpr kind last_argument(library::Signature<R, TypeList<Arguments...>>) {
   kind last = kind::null;
-  (void)(..., [&] {
-    std::size_t position = 0;
-    [&]<typename... Kinds>(TypeList<Kinds...>) {
-      ((std::is_same_v<Arguments, Kinds> ? void(last = static_cast<kind>(position)) : void(),
-        ++position),
-       ...);
-    }(kinds::values());
-  }());
+  ((last = position_of<Arguments>(kinds::values())), ...);
   return last;
 }
 
