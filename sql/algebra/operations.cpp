@@ -244,12 +244,14 @@ Expression parameter(kind kind, std::uint32_t number) {
   });
 }
 
-Expression column(meta_data::Column const& column, TableVariable const& variable) {
-  return std::visit(
-      [&]<typename T>(meta_support::TypeIdentity<T>) -> Expression {
-        return Column<T>{column, variable};
-      },
-      column.Type());
+Expression column(kind kind, meta_data::Column const& column, TableVariable const& variable) {
+  return with_kind(kind, [&]<typename T>(meta_support::TypeIdentity<T>) -> Expression {
+    if constexpr (std::is_same_v<T, library::NullValue>) {
+      no_overload();
+    } else {
+      return Column<T>{column, variable};
+    }
+  });
 }
 
 PhysicalVariable derived(kind kind, std::array<std::int32_t, 4> identity) {

@@ -43,8 +43,8 @@ Expression null_literal();
 Expression boolean_literal(bool truth);
 // Parameter `number` of the library, from 0.
 Expression parameter(kind kind, std::uint32_t number);
-// A stored column of a table variable.
-Expression column(meta_data::Column const& column, TableVariable const& variable);
+// A stored column of a table variable, and the kind that the catalogue gives it.
+Expression column(kind kind, meta_data::Column const& column, TableVariable const& variable);
 // A computed value; the identity tells the values of one statement apart.
 PhysicalVariable derived(kind kind, std::array<std::int32_t, 4> identity);
 
