@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "db_string/string_encoder.h"
 #include "sql/run/texts.h"
 
 namespace qd::sql {
@@ -150,7 +151,12 @@ auto number_for(column_info const& column, Conversion const& conversion, value c
 }  // namespace
 
 column_converter::column_converter(table_info const& table, std::vector<std::size_t> columns)
-    : table_(table), columns_(std::move(columns)), texts_(columns_.size()) {}
+    : table_(table), columns_(std::move(columns)), texts_(columns_.size()) {
+  names_.reserve(columns_.size());
+  for (std::size_t const number : columns_) {
+    names_.push_back(encoder::utf8_to_utf16(table.columns[number].name));
+  }
+}
 
 embedded::value column_converter::convert(std::size_t position, value const& content) {
   column_info const& of = column(position);

@@ -25,6 +25,10 @@ class column_converter {
     return table_.columns[columns_[position]];
   }
 
+  // The column's name as the kernel takes it.
+  std::u16string const& kernel_name(std::size_t position) const { return names_[position]; }
+  std::vector<std::u16string_view> kernel_names() const { return {names_.begin(), names_.end()}; }
+
   // The value for column number `position` of `columns`. Views into it hold until the next value of
   // that column, and as long as `content` does. Throws sql::error, which names the column.
   embedded::value convert(std::size_t position, value const& content);
@@ -32,7 +36,9 @@ class column_converter {
  private:
   table_info const& table_;
   std::vector<std::size_t> columns_;
-  std::vector<std::u16string> texts_;  // By position.
+  // By position.
+  std::vector<std::u16string> names_;
+  std::vector<std::u16string> texts_;
 };
 
 // A number as the kind of another column, where it has an equal; empty where it has none. What is

@@ -19,20 +19,24 @@ bool leads_an_index(table_info const& table, column_info const& column) {
 
 }  // namespace
 
-object_finder::object_finder(run_context const& run, std::u16string class_name, std::string column)
-    : connection_(run.connection), transaction_(run.transaction) {
-  reader from(transaction_);
-  tables_ = connection_.tables_of(from.schema());
-  table_ = tables_->find(from.context(), class_name);
-  if (!table_) throw error(error_code::unknown_name, "the referenced table is gone");
-  auto const named = std::find_if(table_->columns.begin(), table_->columns.end(),
-                                  [&](column_info const& each) { return each.name == column; });
-  if (named == table_->columns.end()) {
-    throw error(error_code::unknown_name, table_->name + " has no column " + column);
+key_place key_of(run_context const& run, column_info const& reference) {
+  reader from = run.through_transaction();
+  std::shared_ptr<sql::catalogue> tables = run.connection.tables_of(from.schema());
+  table_info const* const table = tables->find(from.context(), reference.referenced_class);
+  if (table) {
+    for (column_info const& each : table->columns) {
+      if (each.name == reference.lookup_column) return {std::move(tables), table, &each};
+    }
   }
-  column_ = &*named;
-  if (leads_an_index(*table_, *column_)) {
-    column_query wanted{std::move(class_name), std::move(column)};
+  throw error(error_code::unknown_name, "column " + reference.name + " is looked up through " +
+                                            reference.lookup_column + ", which is gone");
+}
+
+object_finder::object_finder(run_context const& run, key_place place)
+    : connection_(run.connection), transaction_(run.transaction), place_(std::move(place)) {
+  if (leads_an_index(*place_.table, *place_.column)) {
+    reader from(transaction_);
+    column_query wanted{place_.table->class_name, place_.column->name};
     wanted.where = column_query::condition::equals_parameter;
     by_key_ = make_internal_query(wanted, connection_, from);
   } else {
@@ -42,7 +46,7 @@ object_finder::object_finder(run_context const& run, std::u16string class_name, 
 
 void object_finder::read_all() {
   reader from(transaction_);
-  column_query wanted{table_->class_name, column_->name, true};
+  column_query wanted{place_.table->class_name, place_.column->name, true};
   wanted.where = column_query::condition::is_not_null;
   std::unique_ptr<query> const all = make_internal_query(wanted, connection_, from);
   std::vector<value> row;
@@ -71,24 +75,25 @@ std::optional<object_finder::found> object_finder::look_up(value const& key) {
 }
 
 std::optional<QD_OBJ_REF> object_finder::find(value const& key) {
-  std::optional<value> const exact = exactly_as(column_->kind, key);
+  std::optional<value> const exact = exactly_as(place_.column->kind, key);
   if (!exact) return std::nullopt;
-  if (exact->index() != static_cast<unsigned>(column_->kind)) {
-    throw error(error_code::wrong_type, shown(key) + " cannot be a " + column_->name + " of " +
-                                            table_->name + ", through which rows are looked up");
+  if (exact->index() != static_cast<unsigned>(place_.column->kind)) {
+    throw error(error_code::wrong_type, shown(key) + " cannot be a " + place_.column->name +
+                                            " of " + place_.table->name +
+                                            ", through which rows are looked up");
   }
   std::optional<found> const result = look_up(*exact);
   if (!result) return std::nullopt;
   if (result->several) {
-    throw error(error_code::constraint,
-                "several rows of " + table_->name + " have " + column_->name + ' ' + shown(key));
+    throw error(error_code::constraint, "several rows of " + place_.table->name + " have " +
+                                            place_.column->name + ' ' + shown(key));
   }
   return result->object;
 }
 
 void object_finder::refuse_missing(value const& key) const {
   throw error(error_code::constraint,
-              "no row of " + table_->name + " has " + column_->name + ' ' + shown(key));
+              "no row of " + place_.table->name + " has " + place_.column->name + ' ' + shown(key));
 }
 
 }  // namespace qd::sql

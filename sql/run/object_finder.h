@@ -11,6 +11,15 @@
 
 namespace qd::sql {
 
+// A column through whose values rows of a table are looked up.
+struct key_place {
+  std::shared_ptr<sql::catalogue> tables;  // Owns the others.
+  table_info const* table;
+  column_info const* column;
+};
+// The lookup column of a reference column, as the statement's transaction sees it.
+key_place key_of(run_context const& run, column_info const& reference);
+
 struct value_hash {
   std::size_t operator()(value const& content) const { return hash_value(content); }
 };
@@ -21,15 +30,13 @@ struct value_hash {
 class object_finder {
  public:
   // The thread's metadata context must be the transaction's.
-  object_finder(run_context const& run, std::u16string class_name, std::string column);
+  object_finder(run_context const& run, key_place place);
 
   // The object whose column equals the key; empty when there is none. Throws sql::error
   // (constraint) when there are several, (wrong_type) for a key that the column cannot have.
   std::optional<QD_OBJ_REF> find(value const& key);
   // Throws sql::error (constraint): no row of country has code 'XX'.
   [[noreturn]] void refuse_missing(value const& key) const;
-  // The column that keys are values of.
-  column_info const& key_column() const { return *column_; }
 
  private:
   struct found {
@@ -42,9 +49,7 @@ class object_finder {
 
   connection_state& connection_;
   std::shared_ptr<open_transaction> transaction_;
-  std::shared_ptr<sql::catalogue> tables_;
-  table_info const* table_;
-  column_info const* column_;
+  key_place place_;
   std::unique_ptr<query> by_key_;  // Null when every value is in `known_`.
   // By key; through an index, those found so far, nothing for those that are not there.
   std::unordered_map<value, std::optional<found>, value_hash> known_;

@@ -39,7 +39,8 @@ class reference_resolver {
   };
   struct target {
     bool written_too;  // Its class shares objects with the written one.
-    std::unique_ptr<object_finder> finder;
+    key_place key;
+    std::unique_ptr<object_finder> finder;  // Null before the first key that is looked up at once.
     std::optional<embedded::object_id> placeholder;
     std::vector<waiting> noted;
   };

@@ -1,35 +1,12 @@
 #include "sql/run/row_inserter.h"
 
-#include "db_string/string_encoder.h"
-
 namespace qd::sql {
-std::vector<std::u16string> kernel_names(table_info const& table,
-                                         std::vector<std::size_t> const& columns) {
-  std::vector<std::u16string> names;
-  names.reserve(columns.size());
-  for (std::size_t const column : columns) {
-    names.push_back(encoder::utf8_to_utf16(table.columns[column].name));
-  }
-  return names;
-}
-
-namespace {
-
-embedded::inserter prepare(embedded::transaction& kernel, table_info const& table,
-                           std::vector<std::size_t> const& columns) {
-  std::vector<std::u16string> const names = kernel_names(table, columns);
-  std::vector<std::u16string_view> const views(names.begin(), names.end());
-  return kernel.prepare_insert(table.class_name, views);
-}
-
-}  // namespace
-
 row_inserter::row_inserter(run_context& run, table_info const& table,
                            std::vector<std::size_t> columns)
     : run_(run),
       converter_(table, std::move(columns)),
       references_(run, table),
-      inserter_(prepare(run.kernel(), table, converter_.columns())),
+      inserter_(run.kernel().prepare_insert(table.class_name, converter_.kernel_names())),
       inserted_(std::make_shared<std::vector<embedded::object_id>>()) {
   // Alone in its transaction a statement is rolled back with it.
   if (run_.transaction != run_.connection.transaction) return;

@@ -32,8 +32,4 @@ class row_inserter {
   std::shared_ptr<std::vector<embedded::object_id>> inserted_;
 };
 
-// The names of columns, as the kernel takes them.
-std::vector<std::u16string> kernel_names(table_info const& table,
-                                         std::vector<std::size_t> const& columns);
-
 }  // namespace qd::sql

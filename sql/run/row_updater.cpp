@@ -192,14 +192,12 @@ void row_updater::choose_aside_columns() {
 
 void row_updater::write_values(embedded::object_id object, column_converter& converter,
                                std::span<value const> values) {
-  std::vector<std::u16string> names;
-  names.reserve(values.size());
   std::vector<embedded::column_value> written;
+  written.reserve(values.size());
   for (std::size_t i = 0; i < values.size(); ++i) {
     column_info const& column = converter.column(i);
     if (is_key(column, values[i])) continue;  // Written at the end.
-    names.push_back(encoder::utf8_to_utf16(column.name));
-    written.push_back({names.back(), converter.convert(i, values[i])});
+    written.push_back({converter.kernel_name(i), converter.convert(i, values[i])});
   }
   run_.kernel().update(object, written);
 }

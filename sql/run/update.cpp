@@ -1,38 +1,11 @@
 // UPDATE: new values for the rows of a query.
+#include "sql/algebra/operations.h"
 #include "sql/run/operation.h"
 #include "sql/run/query.h"
 #include "sql/run/row_updater.h"
 
 namespace qd::sql {
 namespace {
-
-// The variable that reads a column of a table in a query.
-algebra::PhysicalVariable variable_of(column_info const& column,
-                                      algebra::TableVariable const& table) {
-  namespace model = physical_queryplan::QueryPlan;
-  switch (column.kind) {
-    case kind::boolean:
-      return model::Column<bool>{column.column, table};
-    case kind::text:
-      return model::Column<db_string::dt_string>{column.column, table};
-    case kind::unsigned_integer:
-      return model::Column<unsigned long>{column.column, table};
-    case kind::signed_integer:
-      return model::Column<long>{column.column, table};
-    case kind::decimal:
-      return model::Column<operator_library::Decimal>{column.column, table};
-    case kind::double_float:
-      return model::Column<double>{column.column, table};
-    case kind::single_float:
-      return model::Column<float>{column.column, table};
-    case kind::binary:
-      return model::Column<operator_library::Binary>{column.column, table};
-    case kind::reference:
-      return model::Column<QD_OBJ_REF>{column.column, table};
-    default:
-      throw error(error_code::not_supported, "column " + column.name + " cannot be updated");
-  }
-}
 
 class update_operation final : public operation {
  public:
@@ -44,7 +17,8 @@ class update_operation final : public operation {
     keys_ = unique_keys_with(prepare.from->context(), *table_, columns_);
     auto const object = std::get<algebra::TableVariable>(bound.source.outputs.front().variable);
     for (std::size_t const column : old_columns(columns_, keys_)) {
-      bound.source.outputs.push_back({"", variable_of(table_->columns[column], object)});
+      bound.source.outputs.push_back({"", physical_queryplan::AsPhysicalVariable(algebra::column(
+                                              table_->columns[column].column, object))});
     }
     source_.emplace(std::move(bound.source), prepare.planning());
   }
