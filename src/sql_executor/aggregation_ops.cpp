@@ -148,10 +148,12 @@ void add_value(evaluation_context& context, std::span<runner_variant> runners) {
   }
 }
 
+value result_of(runner_variant const& runner) {
+  return std::visit([](auto const& state) { return state.get_result(); }, runner);
+}
+
 std::vector<value> get_result(std::span<runner_variant const> runners) {
-  return transform_list<std::vector<value>>(runners, [](runner_variant const& runner) {
-    return std::visit([](auto const& state) { return state.get_result(); }, runner);
-  });
+  return transform_list<std::vector<value>>(runners, result_of);
 }
 
 }  // namespace qd::sql_executor

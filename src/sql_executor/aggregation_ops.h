@@ -239,6 +239,7 @@ std::vector<runner_variant> make_runners(std::vector<aggregate_variant> const& a
 // Feeds the bound row to each runner, in order.
 void add_value(evaluation_context& context, std::span<runner_variant> runners);
 
+value result_of(runner_variant const& runner);
 // The results, in order.
 std::vector<value> get_result(std::span<runner_variant const> runners);
 

@@ -7,18 +7,11 @@
 #include <unordered_map>
 #include <utility>
 
+#include "sql_executor/exec_utils.h"
+#include "sql_executor/group_arena.h"
 #include "sql_executor/row_source.h"
 
 namespace qd::sql_executor {
-
-namespace {
-
-void append_values(evaluation_context& context, std::vector<value>&& values) {
-  context.bound_data.insert(context.bound_data.end(), std::move_iterator(values.begin()),
-                            std::move_iterator(values.end()));
-}
-
-}  // namespace
 
 // One row per group. `groups` is empty until the first call has read the input; afterwards `cursor`
 // and `unequal_cursor` stand at the next group to go out, those of the map first.
@@ -27,76 +20,93 @@ class aggregator_enumerator final : public row_source {
   aggregator_enumerator(std::vector<operators::operator_ptr> const& node_group_by,
                         std::vector<aggregate_variant> const& node_aggregates,
                         std::unique_ptr<enumerator> rows)
-      : group_by(node_group_by), aggregates(node_aggregates), child(std::move(rows)) {}
+      : arena(node_group_by.size(), node_aggregates),
+        group_by(node_group_by),
+        child(std::move(rows)) {}
 
   bool append_next(evaluation_context& context) override {
     if (!groups) initialize_map(context);
     if (cursor != groups->end()) {
-      append_group(context, cursor->first, cursor->second);
-      ++cursor;
+      if (ahead != groups->end()) arena.prefetch((ahead++)->second);
+      append_group(context, (cursor++)->second);
       return true;
     }
     if (unequal_cursor == unequal_groups.size()) return false;
-    auto const& [group_key, runners] = unequal_groups[unequal_cursor++];
-    append_group(context, group_key, runners);
+    append_group(context, unequal_groups[unequal_cursor++]);
     return true;
   }
 
  private:
-  using key_row = std::pmr::vector<value>;
-  using runner_list = std::pmr::vector<runner_variant>;
+  // A key row with its hash. The map's nodes hold no more than that and where the group is: with as
+  // many groups as rows, what the map visits when it grows had better be small.
+  struct hashed_key {
+    std::size_t hash;
+    // The group's own; while the group is looked for, that of the bound row.
+    mutable value const* key;
+  };
+  struct stored_hash {
+    std::size_t operator()(hashed_key const& of) const noexcept { return of.hash; }
+  };
+  struct equal_keys {
+    std::size_t width;
+    bool operator()(hashed_key const& left, hashed_key const& right) const {
+      return left.hash == right.hash && std::equal(left.key, left.key + width, right.key);
+    }
+  };
   // Boost's hash and no reserve: they decide the order in which groups come out.
-  using group_map = std::pmr::unordered_map<key_row, runner_list, boost_hash>;
+  using group_map = std::pmr::unordered_map<hashed_key, group, stored_hash, equal_keys>;
+  // Groups are made in one order and go out in another: they are fetched so far ahead.
+  static constexpr int prefetch_distance = 8;
 
   void initialize_map(evaluation_context& context) {
-    groups.emplace(&memory);
+    groups.emplace(0, stored_hash(), equal_keys{group_by.size()}, &memory);
     unsigned long const base = context.bound_data.size();
     while (child.append_next(context)) {
-      add_value(context, group_of_bound_row(context));
+      add_value(context, arena.runners_of(group_of_bound_row(context)));
       erase_new_bound(context, base);
     }
     cursor = groups->begin();
+    ahead = cursor;
+    for (int i = 0; i < prefetch_distance && ahead != groups->end(); ++i) ++ahead;
   }
 
-  // The runners of the group to which the bound row belongs, made for its first row.
-  runner_list& group_of_bound_row(evaluation_context& context) {
-    key.clear();
-    for (operators::operator_ptr const& expression : group_by) {
-      key.push_back(expression->eval(context));
-    }
+  // The group to which the bound row belongs, made for its first row.
+  group group_of_bound_row(evaluation_context& context) {
+    key = eval_operators(context, group_by, std::move(key));
     if (std::any_of(key.begin(), key.end(), is_nan)) {
-      auto& [group_key, runners] = unequal_groups.emplace_back(key, runner_list(&memory));
-      append_runners(runners);
-      return runners;
+      return unequal_groups.emplace_back(arena.make(key));
     }
-    auto const [group, is_new] = groups->try_emplace(key);
-    if (is_new) append_runners(group->second);
-    return group->second;
+    hashed_key const wanted{boost_hash()(std::span<value const>(key)), key.data()};
+    auto const [found, is_new] = groups->try_emplace(wanted);
+    if (is_new) {
+      found->second = arena.make(key);
+      found->first.key = found->second.key;
+    }
+    return found->second;
   }
 
-  void append_runners(runner_list& runners) const {
-    runners.reserve(aggregates.size());
-    for (aggregate_variant const& aggregate : aggregates) runners.push_back(make_runner(aggregate));
+  // Each group goes out once: its key may be moved.
+  void append_group(evaluation_context& context, group const& made) const {
+    for (runner_variant const& runner : arena.runners_of(made)) {
+      context.bound_data.push_back(result_of(runner));
+    }
+    std::span<value> const own_key = arena.key_of(made);
+    context.bound_data.insert(context.bound_data.end(), std::move_iterator(own_key.begin()),
+                              std::move_iterator(own_key.end()));
   }
 
-  static void append_group(evaluation_context& context, key_row const& group_key,
-                           runner_list const& runners) {
-    append_values(context, get_result(runners));
-    context.bound_data.insert(context.bound_data.end(), group_key.begin(), group_key.end());
-  }
-
-  // Keys and runners of one group stand side by side here, and all go at once.
-  std::pmr::monotonic_buffer_resource memory;
+  group_arena arena;
+  std::pmr::monotonic_buffer_resource memory;  // The map's, which all goes at once.
   std::optional<group_map> groups;
   group_map::iterator cursor;
+  group_map::iterator ahead;  // As far before the cursor as there are groups, at most the distance.
   // Groups whose key holds a NaN: of one row each, as a NaN equals nothing. They all have one hash:
   // in the map, each would be compared with every other.
-  std::vector<std::pair<key_row, runner_list>> unequal_groups;
+  std::vector<group> unequal_groups;
   unsigned long unequal_cursor = 0;
   std::vector<operators::operator_ptr> const& group_by;
-  std::vector<aggregate_variant> const& aggregates;
   row_input child;
-  key_row key;  // Scratch: the key of the bound row.
+  std::vector<value> key;  // Scratch: the key of the bound row.
 };
 
 // The one row of an aggregation without grouping, also over no rows.
@@ -114,7 +124,8 @@ class empty_group_by_aggregator_enumerator final : public row_source {
       erase_new_bound(context, base);
     }
     child.release();
-    append_values(context, get_result(runners));
+    std::vector<value> result = get_result(runners);
+    append_row(context, result);
     return true;
   }
 
