@@ -18,10 +18,11 @@ reference_resolver::target& reference_resolver::target_of(column_info const& col
                     " takes references alone: it was defined without REFERENCES table(column), "
                     "through which values are looked up");
   }
-  target created;
-  created.written_too = share_objects(run_.kernel(), column.referenced_class, written_.class_name);
-  created.finder =
-      std::make_unique<object_finder>(run_, column.referenced_class, column.lookup_column);
+  target created{share_objects(run_.kernel(), column.referenced_class, written_.class_name),
+                 key_of(run_, column),
+                 nullptr,
+                 std::nullopt,
+                 {}};
   return targets_.emplace(&column, std::move(created)).first->second;
 }
 
@@ -29,6 +30,7 @@ std::optional<embedded::object_id> reference_resolver::resolve(column_info const
                                                                value const& key) {
   target& to = target_of(column);
   if (to.written_too) return std::nullopt;
+  if (!to.finder) to.finder = std::make_unique<object_finder>(run_, to.key);
   std::optional<QD_OBJ_REF> const found = to.finder->find(key);
   if (!found) to.finder->refuse_missing(key);
   return embedded::object_id{found->oid};
@@ -47,14 +49,14 @@ void reference_resolver::resolve_later(embedded::object_id object, column_info c
 }
 
 column_info const& reference_resolver::key_column(column_info const& column) {
-  return target_of(column).finder->key_column();
+  return *target_of(column).key.column;
 }
 
 void reference_resolver::finish() {
   for (auto& [column, to] : targets_) {
     if (to.noted.empty()) continue;
     // Made anew, so that it sees what was written.
-    object_finder finder(run_, column->referenced_class, column->lookup_column);
+    object_finder finder(run_, to.key);
     std::u16string const name = encoder::utf8_to_utf16(column->name);
     for (waiting const& each : to.noted) {
       run_.connection.stop.check();

@@ -16,9 +16,10 @@ class update_operation final : public operation {
     columns_ = std::move(bound.columns);
     keys_ = unique_keys_with(prepare.from->context(), *table_, columns_);
     auto const object = std::get<algebra::TableVariable>(bound.source.outputs.front().variable);
-    for (std::size_t const column : old_columns(columns_, keys_)) {
-      bound.source.outputs.push_back({"", physical_queryplan::AsPhysicalVariable(algebra::column(
-                                              table_->columns[column].column, object))});
+    for (std::size_t const number : old_columns(columns_, keys_)) {
+      column_info const& column = table_->columns[number];
+      algebra::Expression const read = algebra::column(column.kind, column.column, object);
+      bound.source.outputs.push_back({"", physical_queryplan::AsPhysicalVariable(read)});
     }
     source_.emplace(std::move(bound.source), prepare.planning());
   }
