@@ -63,6 +63,7 @@ context::~context() {
 // Forgets what was read of another snapshot.
 void context::begin_snapshot() {
   if (schema_ && blocks_.snapshot_id() == transaction_.id()) return;
+  last_index_ = nullptr;
   schema_.reset();
   recent_ = {no_block, nullptr, nullptr};
   next_block_ = 0;
@@ -140,47 +141,59 @@ void context::prefetch(std::uint64_t oid, std::uint16_t layout_id) {
 unsigned int context::open_iterator(std::uint64_t index_id, unsigned int flags,
                                     unsigned char const* first, unsigned char const* last,
                                     unsigned long& handle) {
-  index const* const index = schema_->find_index(index_id);
+  index const* const index = find_index(index_id);
   if (!index) return status_unknown_index;
   bool const descending = flags & VELA_ITERATE_DESCENDING;
   bool const first_inclusive = flags & VELA_ITERATE_FIRST_INCLUSIVE;
   bool const last_inclusive = flags & VELA_ITERATE_LAST_INCLUSIVE;
   bool const low_inclusive = descending ? last_inclusive : first_inclusive;
   bool const high_inclusive = descending ? first_inclusive : last_inclusive;
-  key_range range;
+  if (free_iterators_.empty() && !add_iterator_place()) return status_too_many_iterators;
+  bool const extent = index->definition.extent;
+  std::unique_ptr<kernel_iterator> iterator = new_iterator(extent);
+  key_range& range = iterator->range();
   key_status const low_status =
       decode_bound(descending ? last : first, index->definition.columns,
                    low_inclusive ? bound_side::before : bound_side::after, range.low);
   key_status const high_status =
       decode_bound(descending ? first : last, index->definition.columns,
                    high_inclusive ? bound_side::after : bound_side::before, range.high);
-  if (low_status != key_status::good || high_status != key_status::good) return status_bad_key;
-
-  if (free_iterators_.empty()) {
-    if (iterators_.size() == most_iterators) return status_too_many_iterators;
-    if (iterators_.size() == iterators_.capacity()) iterators_.reserve(2 * iterators_.size() + 8);
-    // Room for every position, so that closing an iterator cannot fail.
-    free_iterators_.reserve(iterators_.capacity());
-    free_iterators_.push_back(static_cast<std::uint32_t>(iterators_.size()));
-    iterators_.emplace_back();
+  if (low_status != key_status::good || high_status != key_status::good) {
+    spare_iterators_[extent].push_back(std::move(iterator));
+    return status_bad_key;
   }
+  iterator->start(*index, descending);
   std::uint32_t const position = free_iterators_.back();
-  std::unique_ptr<kernel_iterator> iterator = new_iterator(index->definition.extent);
-  iterator->start(*index, range, descending);
   free_iterators_.pop_back();
   open_place& place = iterators_[position];
   place.iterator = std::move(iterator);
-  place.extent = index->definition.extent;
+  place.extent = extent;
   place.handle = (++place_->iterators << position_bits | position) << place_bits |
                  place_of_handle(this->handle());
   handle = place.handle;
   return status_ok;
 }
 
+// Returns false when there are as many places as can be.
+bool context::add_iterator_place() {
+  if (iterators_.size() == most_iterators) return false;
+  if (iterators_.size() == iterators_.capacity()) iterators_.reserve(2 * iterators_.size() + 8);
+  // Room for every position, and for every iterator to come back, so that closing one cannot fail.
+  free_iterators_.reserve(iterators_.capacity());
+  for (auto& spare : spare_iterators_) spare.reserve(iterators_.capacity());
+  free_iterators_.push_back(static_cast<std::uint32_t>(iterators_.size()));
+  iterators_.emplace_back();
+  return true;
+}
+
+// One index is opened again and again, once for every left row of a join.
+index const* context::find_index(std::uint64_t id) {
+  if (!last_index_ || last_index_->definition.id != id) last_index_ = schema_->find_index(id);
+  return last_index_;
+}
+
 std::unique_ptr<kernel_iterator> context::new_iterator(bool extent) {
   std::vector<std::unique_ptr<kernel_iterator>>& spare = spare_iterators_[extent];
-  // Room for every iterator to come back, so that closing one cannot fail.
-  spare.reserve(iterators_.size());
   if (!spare.empty()) {
     std::unique_ptr<kernel_iterator> iterator = std::move(spare.back());
     spare.pop_back();

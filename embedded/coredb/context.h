@@ -45,7 +45,10 @@ class context {
   store_transaction& transaction() { return transaction_; }
   store_transaction const& transaction() const { return transaction_; }
   coredb::schema const& schema() const { return *schema_; }
-  void set_schema(std::shared_ptr<coredb::schema const> schema) { schema_ = std::move(schema); }
+  void set_schema(std::shared_ptr<coredb::schema const> schema) {
+    last_index_ = nullptr;
+    schema_ = std::move(schema);
+  }
   database_state& database() { return *database_; }
 
   // Null in a snapshot.
@@ -96,6 +99,8 @@ class context {
   void locate_anew(std::uint64_t number);
   void begin_snapshot();
   std::unique_ptr<kernel_iterator> new_iterator(bool extent);
+  bool add_iterator_place();
+  index const* find_index(std::uint64_t id);
   std::uint64_t next_block();
 
   struct open_place {
@@ -107,6 +112,7 @@ class context {
   std::shared_ptr<database_state> database_;
   store_transaction transaction_;
   std::shared_ptr<coredb::schema const> schema_;
+  index const* last_index_ = nullptr;  // Of schema_: the one opened last.
   std::uint64_t life_ = 0;
   block_table blocks_;            // Always empty in the write transaction.
   std::uint64_t next_block_ = 0;  // Of a snapshot: the stored counter; 0 before it is needed.

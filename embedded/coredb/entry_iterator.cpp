@@ -21,12 +21,11 @@ bool below(byte_view key, key_bound const& bound) {
 
 }  // namespace
 
-void entry_iterator::start(index const& index, key_range const& range, bool descending) {
+void entry_iterator::start(index const& index, bool descending) {
   index_ = &index;
-  range_ = range;
   descending_ = descending;
   stepping_ = false;
-  ended_ = range.low.beyond_all || !below(range.low.bytes.bytes(), range.high);
+  ended_ = range_.low.beyond_all || !below(range_.low.bytes.bytes(), range_.high);
   position_ = position::nowhere;
   group_.clear();
   batch_size_ = 0;

@@ -49,12 +49,12 @@ void prefetch_block(unsigned char const* image) {
 
 }  // namespace
 
-void extent_iterator::start(index const& index, key_range const& range, bool descending) {
+void extent_iterator::start(index const& index, bool descending) {
   descending_ = descending;
   block_ = 0;
   std::uint64_t end = 0;
-  bool const has_low = least_oid_at(range.low, first_);
-  bool const has_high = least_oid_at(range.high, end);
+  bool const has_low = least_oid_at(range_.low, first_);
+  bool const has_high = least_oid_at(range_.high, end);
   last_ = has_high ? end - 1 : greatest_oid;
   // Id 0 is no object, so a range that ends at it is empty.
   ended_ = !has_low || (has_high && end <= first_);

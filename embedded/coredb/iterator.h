@@ -50,9 +50,14 @@ class kernel_iterator {
   kernel_iterator(kernel_iterator const&) = delete;
   kernel_iterator& operator=(kernel_iterator const&) = delete;
 
+  // The range of the next walk, to be written before `start`.
+  key_range& range() { return range_; }
   // Begins a walk; an iterator can be used for many, one after the other, in one context.
-  virtual void start(index const& index, key_range const& range, bool descending) = 0;
+  virtual void start(index const& index, bool descending) = 0;
   virtual void next(VELA_RECORD& record) = 0;
+
+ protected:
+  key_range range_;
 };
 
 // Walks the entries of an index.
@@ -64,7 +69,7 @@ class entry_iterator final : public kernel_iterator {
  public:
   explicit entry_iterator(context& context) : context_(context) {}
 
-  void start(index const& index, key_range const& range, bool descending) override;
+  void start(index const& index, bool descending) override;
   void next(VELA_RECORD& record) override;
 
  private:
@@ -89,7 +94,6 @@ class entry_iterator final : public kernel_iterator {
   context& context_;
   kept_cursor cursor_;
   index const* index_ = nullptr;
-  key_range range_;
   bool descending_ = false;
   bool ended_ = false;
   // Set while a step is under way; when a step finds it set, an earlier one failed.
@@ -121,7 +125,7 @@ class extent_iterator final : public kernel_iterator {
  public:
   explicit extent_iterator(context& context) : context_(context) {}
 
-  void start(index const& index, key_range const& range, bool descending) override;
+  void start(index const& index, bool descending) override;
   void next(VELA_RECORD& record) override;
 
  private:

@@ -18,7 +18,7 @@ bool correlated_sides::move_left(evaluation_context& context) {
     return false;
   }
   // The left row stands where the right side looks for it: no need to push it.
-  right = row_input(right_node.enumerate(context));
+  right.replace(right_node.enumerate(context));
   left_row.resize(context.bound_data.size() - base);
   pop_bound_data(context);
   return true;

@@ -10,8 +10,20 @@ std::optional<std::vector<value>> row_source::next(evaluation_context& context) 
   return take_row(context, base);
 }
 
-row_input::row_input(std::unique_ptr<enumerator> rows)
-    : rows_(std::move(rows)), source_(dynamic_cast<row_source*>(rows_.get())) {}
+row_input::row_input(std::unique_ptr<enumerator> rows) {
+  replace(std::move(rows));
+}
+
+void row_input::replace(std::unique_ptr<enumerator> rows) {
+  enumerator& taken = *rows;
+  rows_ = std::move(rows);
+  if (source_class_ != nullptr && typeid(taken) == *source_class_) {
+    source_ = static_cast<row_source*>(&taken);
+    return;
+  }
+  source_ = dynamic_cast<row_source*>(&taken);
+  source_class_ = source_ != nullptr ? &typeid(taken) : nullptr;
+}
 
 bool row_input::append_from_next(evaluation_context& context) {
   std::optional<std::vector<value>> row = rows_->next(context);

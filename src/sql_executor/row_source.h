@@ -3,6 +3,7 @@
 
 #include <iterator>
 #include <memory>
+#include <typeinfo>
 
 #include "sql_executor/enumerator.h"
 
@@ -41,6 +42,10 @@ class row_input {
     return rows_->next(context);
   }
 
+  // Takes over another enumeration of the same side; the former enumerator is destroyed. Cheaper
+  // than a new row_input: the class is nearly always the former one's.
+  void replace(std::unique_ptr<enumerator> rows);
+
   // False once released.
   explicit operator bool() const { return rows_ != nullptr; }
   // Destroys the child's enumerator.
@@ -53,7 +58,8 @@ class row_input {
   bool append_from_next(evaluation_context& context);
 
   std::unique_ptr<enumerator> rows_;
-  row_source* source_ = nullptr;  // `rows_` as a row_source; null when it is none.
+  row_source* source_ = nullptr;                  // `rows_` as a row_source; null when it is none.
+  std::type_info const* source_class_ = nullptr;  // A class that is known to be a row_source.
 };
 
 // Cuts `bound_data` back to its first `size` values.

@@ -1,6 +1,7 @@
 #include "sql_executor/scan_interval.h"
 
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <type_traits>
 
@@ -271,14 +272,67 @@ ScanKey max_key_by_type(evaluation_context const& context, value_type type) {
   throw std::invalid_argument("unknown type");
 }
 
+namespace {
+
+void narrow_by_endpoint(scan::interval_endpoint const& endpoint, value const& operand,
+                        value_type type, evaluation_context const& context, interval& range) {
+  set_null_exclusion(range, endpoint.exclude_null, operand);
+  narrow_column(type, endpoint.op, operand, context, range);
+}
+
+interval whole_column(evaluation_context const& context, value_type type) {
+  return {{NullValue(), true}, {max_key_by_type(context, type), true}};
+}
+
+// The key of a value of the column's own kind; empty for another kind and for NULL.
+std::optional<ScanKey> key_of_own_kind(value_type type, value const& operand,
+                                       evaluation_context const& context) {
+  auto const key_of = [&]<typename T>(T const* content) -> std::optional<ScanKey> {
+    if (content == nullptr) return std::nullopt;
+    return key_from_endpoint(context, *content);
+  };
+  switch (type) {
+    case value_type::unsigned_integer:
+      return key_of(get_if<unsigned long>(&operand));
+    case value_type::signed_integer:
+      return key_of(get_if<long>(&operand));
+    case value_type::decimal:
+      return key_of(get_if<Decimal>(&operand));
+    case value_type::string:
+      return key_of(get_if<dt_string>(&operand));
+    case value_type::object_reference:
+      return key_of(get_if<QD_OBJ_REF>(&operand));
+    default:
+      return std::nullopt;
+  }
+}
+
+// What narrowing the whole column by one equality leaves: joins ask for nothing else, once per left
+// row, and mostly with a value of the column's own kind, whose key is then the only one.
+interval equality_interval(scan::interval_endpoint const& endpoint, value_type type,
+                           evaluation_context const& context) {
+  value scratch;
+  value const& operand = operators::read(endpoint.operand, context, scratch);
+  if (std::optional<ScanKey> key = key_of_own_kind(type, operand, context)) {
+    return {{*key, true}, {std::move(*key), true}};
+  }
+  interval range = whole_column(context, type);
+  narrow_by_endpoint(endpoint, operand, type, context, range);
+  return range;
+}
+
+}  // namespace
+
 interval column_interval(std::span<scan::interval_endpoint const> endpoints, value_type type,
                          evaluation_context const& context) {
-  interval range{{NullValue(), true}, {max_key_by_type(context, type), true}};
+  if (endpoints.size() == 1 && endpoints[0].op == op::equal) {
+    return equality_interval(endpoints[0], type, context);
+  }
+  interval range = whole_column(context, type);
   for (scan::interval_endpoint const& endpoint : endpoints) {
     value scratch;
     value const& operand = operators::read(endpoint.operand, context, scratch);
-    set_null_exclusion(range, endpoint.exclude_null, operand);
-    narrow_column(type, endpoint.op, operand, context, range);
+    narrow_by_endpoint(endpoint, operand, type, context, range);
   }
   return range;
 }
