@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <iosfwd>
 #include <memory>
 #include <span>
 #include <string>
@@ -114,6 +115,10 @@ struct connection_options {
   bool create = true;  // When nothing is at the path.
   std::uint64_t capacity_bytes = std::uint64_t{32} << 30;
   std::function<void(copy_progress const&)> on_copy_progress = {};  // At most a few times a second.
+  // What COPY FROM STDIN reads and COPY TO STDOUT writes; null: both are refused. They outlive the
+  // connection.
+  std::istream* copy_input = nullptr;
+  std::ostream* copy_output = nullptr;
 };
 
 // What the database's tables look like, for people.

@@ -229,11 +229,7 @@ std::string shown(value const& content) {
   constexpr std::size_t most_bytes = 80;
   std::string text = display_text(content);
   if (text.size() > most_bytes) {
-    std::size_t end = most_bytes;
-    // Not inside a character.
-    while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-    text.resize(end);
-    text += "...";
+    text = cut_text(text, most_bytes) + "...";
   }
   return holds_alternative<db_string::dt_string>(content) ? "'" + text + "'" : text;
 }

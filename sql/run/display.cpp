@@ -69,6 +69,15 @@ std::string to_utf8(std::u16string text) {
   return encoder::utf16_to_utf8(text);
 }
 
+bool is_utf8(std::string_view text) {
+  try {
+    encoder::utf8_to_utf16(text);
+    return true;
+  } catch (std::range_error const&) {
+    return false;
+  }
+}
+
 std::string decimal_digits(long scaled) {
   constexpr int places = 6;
   // The magnitude of any 64-bit number fits the unsigned kind.
@@ -82,6 +91,13 @@ std::string decimal_digits(long scaled) {
   digits.insert(0, places - digits.size(), '0');
   digits.erase(digits.find_last_not_of('0') + 1);
   return text + '.' + digits;
+}
+
+std::string cut_text(std::string_view text, std::size_t most_bytes) {
+  if (text.size() <= most_bytes) return std::string(text);
+  std::size_t end = most_bytes;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return std::string(text.substr(0, end));
 }
 
 std::string display_text(value const& content) {

@@ -74,26 +74,20 @@ std::optional<object_finder::found> object_finder::look_up(value const& key) {
   return result;
 }
 
-std::optional<QD_OBJ_REF> object_finder::find(value const& key) {
-  std::optional<value> const exact = exactly_as(place_.column->kind, key);
-  if (!exact) return std::nullopt;
-  if (exact->index() != static_cast<unsigned>(place_.column->kind)) {
-    throw error(error_code::wrong_type, shown(key) + " cannot be a " + place_.column->name +
-                                            " of " + place_.table->name +
-                                            ", through which rows are looked up");
+lookup object_finder::find(value const& key) {
+  table_info const& table = *place_.table;
+  column_info const& column = *place_.column;
+  std::optional<value> const exact = exactly_as(column.kind, key);
+  if (exact && exact->index() != static_cast<unsigned>(column.kind)) {
+    return {{},
+            shown(key) + " cannot be a " + column.name + " of " + table.name +
+                ", through which rows are looked up"};
   }
-  std::optional<found> const result = look_up(*exact);
-  if (!result) return std::nullopt;
-  if (result->several) {
-    throw error(error_code::constraint, "several rows of " + place_.table->name + " have " +
-                                            place_.column->name + ' ' + shown(key));
-  }
-  return result->object;
-}
-
-void object_finder::refuse_missing(value const& key) const {
-  throw error(error_code::constraint,
-              "no row of " + place_.table->name + " has " + place_.column->name + ' ' + shown(key));
+  std::optional<found> const result = exact ? look_up(*exact) : std::nullopt;
+  if (result && !result->several) return {{result->object.oid}, {}};
+  return {{},
+          (result ? "more than one row of " : "no row of ") + table.name + " has " + column.name +
+              ' ' + shown(key)};
 }
 
 }  // namespace qd::sql

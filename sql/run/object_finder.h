@@ -20,6 +20,13 @@ struct key_place {
 // The lookup column of a reference column, as the statement's transaction sees it.
 key_place key_of(run_context const& run, column_info const& reference);
 
+// What a key stands for, or why it stands for nothing: no object has it, several have, or the column
+// cannot have such a value.
+struct lookup {
+  embedded::object_id object = {};
+  std::string refusal = {};  // Empty when there is an object.
+};
+
 struct value_hash {
   std::size_t operator()(value const& content) const { return hash_value(content); }
 };
@@ -32,11 +39,8 @@ class object_finder {
   // The thread's metadata context must be the transaction's.
   object_finder(run_context const& run, key_place place);
 
-  // The object whose column equals the key; empty when there is none. Throws sql::error
-  // (constraint) when there are several, (wrong_type) for a key that the column cannot have.
-  std::optional<QD_OBJ_REF> find(value const& key);
-  // Throws sql::error (constraint): no row of country has code 'XX'.
-  [[noreturn]] void refuse_missing(value const& key) const;
+  // The object whose column equals the key.
+  lookup find(value const& key);
 
  private:
   struct found {

@@ -24,8 +24,8 @@ void row_inserter::insert(std::span<value const> row) {
                         !holds_alternative<QD_OBJ_REF>(row[i]);
     if (!by_key) {
       converted_.push_back(converter_.convert(i, row[i]));
-    } else if (auto const object = references_.resolve(column, row[i])) {
-      converted_.emplace_back(*object);
+    } else if (auto const found = references_.resolve(column, row[i])) {
+      converted_.emplace_back(object_of(column, *found));
     } else {
       converted_.push_back(references_.placeholder(column));
       waiting_.push_back(i);

@@ -111,8 +111,8 @@ void row_updater::resolve(row_change& row) {
   for (std::size_t i = 0; i < row.after.size(); ++i) {
     column_info const& column = assigned_.column(i);
     if (is_key(column, row.after[i])) {
-      if (auto const object = references_.resolve(column, row.after[i])) {
-        row.after[i] = QD_OBJ_REF{object->oid, 0};
+      if (auto const found = references_.resolve(column, row.after[i])) {
+        row.after[i] = QD_OBJ_REF{object_of(column, *found).oid, 0};
       }
       continue;
     }
