@@ -24,7 +24,12 @@ class insert_operation final : public operation {
       source_.emplace(std::move(bound.source), prepare.planning());
     }
     // Their parameters count, and their faults are to be found now. Plans are made when they run.
-    for (syntax::insert const& piece : statement.later_pieces) bind(piece, prepare.binding());
+    for (syntax::insert const& piece : statement.later_pieces) {
+      if (bind(piece, prepare.binding()).columns != columns_) {
+        throw error(error_code::syntax, "the rows of VALUES have different numbers of values",
+                    piece.source->position);
+      }
+    }
   }
 
   access needs() const override { return access::write; }
