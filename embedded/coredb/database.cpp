@@ -18,7 +18,7 @@ namespace qd::coredb {
 namespace {
 
 // The number of the stored format; another one is another format.
-constexpr std::uint64_t format_number = 2;
+constexpr std::uint64_t format_number = 3;
 // Snapshots that end leave their contexts to later ones, so many at most.
 constexpr std::size_t most_sleeping = 8;
 

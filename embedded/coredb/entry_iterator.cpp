@@ -173,8 +173,8 @@ bool entry_iterator::beyond_end(entry_view const& entry, byte_view key) const {
 // Reads all entries whose cut keys equal the first one's, and puts them in order by their records.
 void entry_iterator::read_group(entry_view const& first) {
   std::vector<unsigned char> const cut(first.key.begin(), first.key.end());
-  std::vector<unsigned char> const place(cursor_->key().begin(),
-                                         cursor_->key().end() - sizeof(std::uint64_t));
+  byte_view const without_id = cursor_->key().first(index_->prefix.size() + first.key.size());
+  std::vector<unsigned char> const place(without_id.begin(), without_id.end());
   std::vector<group_member> members;
   bool found = true;
   while (found && is_entry_of(*index_, cursor_->key())) {

@@ -9,21 +9,9 @@ namespace {
 
 constexpr std::uint64_t greatest_oid = ~std::uint64_t{0};
 
-// The least object id whose key lies at or above a bound; false when there is none.
-bool least_oid_at(key_bound const& bound, std::uint64_t& oid) {
-  oid = 0;
-  if (bound.beyond_all) return false;
-  if (bound.bytes.empty()) return true;
-  key_buffer least;
-  append_unsigned(least, 0, true);
-  unsigned char const marker = least.data()[0];
-  unsigned char const* const bytes = bound.bytes.data();
-  if (bytes[0] != marker) return bytes[0] < marker;
-  // A bound may be shorter than a key: what it lacks counts as zero.
-  unsigned char padded[sizeof oid] = {};
-  std::copy_n(bytes + 1, std::min(bound.bytes.size() - 1, sizeof oid), padded);
-  oid = get_big_endian(padded);
-  return true;
+// The least object id whose key lies at or above a bound; empty when there is none.
+std::optional<std::uint64_t> least_oid_at(key_bound const& bound) {
+  return bound.beyond_all ? std::nullopt : least_unsigned_at(bound.bytes.bytes());
 }
 
 // The records of a block whose object ids lie in [first, last].
@@ -52,12 +40,12 @@ void prefetch_block(unsigned char const* image) {
 void extent_iterator::start(index const& index, bool descending) {
   descending_ = descending;
   block_ = 0;
-  std::uint64_t end = 0;
-  bool const has_low = least_oid_at(range_.low, first_);
-  bool const has_high = least_oid_at(range_.high, end);
-  last_ = has_high ? end - 1 : greatest_oid;
+  std::optional<std::uint64_t> const low = least_oid_at(range_.low);
+  std::optional<std::uint64_t> const end = least_oid_at(range_.high);
+  first_ = low.value_or(0);
+  last_ = end ? *end - 1 : greatest_oid;
   // Id 0 is no object, so a range that ends at it is empty.
-  ended_ = !has_low || (has_high && end <= first_);
+  ended_ = !low || (end && *end <= first_);
   heads_.clear();
   for (std::uint16_t const layout : index.covered) heads_.push_back({layout, 0});
   cursor_.prepare(context_, keyspace::extents);

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cmath>
 
+#include "coredb/byte_order.h"
 #include "coredb/text_codec.h"
 
 namespace qd::coredb {
@@ -13,6 +14,9 @@ namespace {
 constexpr unsigned char null_marker = 0x10;
 constexpr unsigned char value_marker = 0x20;
 constexpr unsigned char beyond_binaries_marker = 0x30;
+// Numbers: a byte more for each byte of a number from 0 up, a byte less for each below.
+constexpr unsigned char minus_one_marker = 0x28;
+constexpr unsigned char zero_marker = 0x29;
 
 constexpr unsigned char escaped_byte = 0x00;
 constexpr unsigned char escape = 0xFF;
@@ -37,15 +41,29 @@ void invert_from(key_buffer& key, std::size_t start) {
   for (std::size_t i = start; i < key.size(); ++i) bytes[i] = static_cast<unsigned char>(~bytes[i]);
 }
 
-std::uint64_t ordered(std::int64_t number) {
-  return static_cast<std::uint64_t>(number) ^ sign_bit;
-}
-
 std::uint64_t ordered(double number) {
   if (std::isnan(number)) return ~std::uint64_t{0};
   // Adding zero makes -0 +0.
   std::uint64_t const bits = std::bit_cast<std::uint64_t>(number + 0.0);
   return bits & sign_bit ? ~bits : bits | sign_bit;
+}
+
+unsigned int significant_bytes(std::uint64_t number) {
+  return (static_cast<unsigned int>(std::bit_width(number)) + 7) / 8;
+}
+
+// Appends a marker and the low `count` bytes of a number, inverted on a descending column.
+void append_number(key_buffer& key, unsigned char marker, std::uint64_t number, unsigned int count,
+                   bool ascending) {
+  unsigned char field[1 + sizeof number];
+  if (!ascending) {
+    marker = static_cast<unsigned char>(~marker);
+    number = ~number;
+  }
+  field[0] = marker;
+  // The bytes wanted come first; those behind them are not appended.
+  put_big_endian(field + 1, count == 0 ? 0 : number << (64 - 8 * count));
+  key.append(field, 1 + count);
 }
 
 void append_escaped(key_buffer& key, unsigned char const* bytes, std::size_t size) {
@@ -119,16 +137,16 @@ class caller_key_reader {
     std::uint64_t word;
     std::memcpy(&word, next_, sizeof word);
     next_ += sizeof word;
-    // Signed numbers and references already stand in order.
     word = __builtin_bswap64(word);
-    if (kind == column_kind::decimal) {
-      std::int64_t scaled = 0;
-      if (!decode_decimal(static_cast<std::int64_t>(word ^ sign_bit), scaled)) {
-        return key_status::malformed;
-      }
-      word = ordered(scaled);
+    if (kind != column_kind::signed_integer && kind != column_kind::decimal) {
+      append_unsigned(out_, word, true);
+      return key_status::good;
     }
-    append_unsigned(out_, word, true);
+    auto number = static_cast<std::int64_t>(word ^ sign_bit);
+    if (kind == column_kind::decimal && !decode_decimal(number, number)) {
+      return key_status::malformed;
+    }
+    append_signed(out_, number, true);
     return key_status::good;
   }
 
@@ -200,19 +218,35 @@ void append_null(key_buffer& key, bool ascending) {
 }
 
 void append_unsigned(key_buffer& key, std::uint64_t number, bool ascending) {
-  unsigned char field[1 + sizeof number] = {value_marker};
-  std::uint64_t const big_endian = __builtin_bswap64(ascending ? number : ~number);
-  if (!ascending) field[0] = static_cast<unsigned char>(~value_marker);
-  std::memcpy(field + 1, &big_endian, sizeof big_endian);
-  key.append(field, sizeof field);
+  unsigned int const count = significant_bytes(number);
+  append_number(key, static_cast<unsigned char>(zero_marker + count), number, count, ascending);
 }
 
 void append_signed(key_buffer& key, std::int64_t number, bool ascending) {
-  append_unsigned(key, ordered(number), ascending);
+  auto const word = static_cast<std::uint64_t>(number);
+  if (number >= 0) return append_unsigned(key, word, ascending);
+  unsigned int const count = significant_bytes(~word);
+  append_number(key, static_cast<unsigned char>(minus_one_marker - count), word, count, ascending);
 }
 
 void append_double(key_buffer& key, double number, bool ascending) {
-  append_unsigned(key, ordered(number), ascending);
+  append_number(key, value_marker, ordered(number), sizeof number, ascending);
+}
+
+std::optional<std::uint64_t> least_unsigned_at(std::span<unsigned char const> bytes) {
+  if (bytes.empty() || bytes[0] < zero_marker) return 0;
+  unsigned int const count = bytes[0] - zero_marker;
+  if (count > sizeof(std::uint64_t)) return std::nullopt;
+  if (count == 0) return bytes.size() == 1 ? 0 : 1;
+  // What the bytes lack counts as zero.
+  std::uint64_t number = 0;
+  for (unsigned int i = 1; i <= count; ++i)
+    number = number << 8 | (i < bytes.size() ? bytes[i] : 0);
+  bool const goes_on = bytes.size() > 1 + count;
+  std::uint64_t const least = std::uint64_t{1} << 8 * (count - 1);
+  if (number < least) return least;
+  if (goes_on && number == ~std::uint64_t{0}) return std::nullopt;
+  return number + goes_on;
 }
 
 void append_text(key_buffer& key, unsigned char const* densetext, std::size_t size,

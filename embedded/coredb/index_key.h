@@ -6,9 +6,11 @@
 // again as a storage key. A storage key is one field per index column:
 //
 //     NULL           10
-//     fixed kinds    20, then 8 bytes big-endian: unsigned, reference and bool as they are; signed
-//                    and Decimal (scaled) with the sign bit inverted; floating values with the sign
-//                    bit inverted when positive, all bits when negative
+//     unsigned, reference, bool, signed and Decimal (scaled):
+//       0 and above  29 + n, then the number's n significant bytes, big-endian, n from 0 to 8
+//       below 0      28 - n, then as many bytes of the number as its complement has: -1 has none
+//     floating       20, then 8 bytes big-endian: the bits of a double with the sign bit inverted
+//                    when positive, all bits when negative
 //     text           20, then the densetext payload, 00 written as 00 FF, then 00 01
 //     binary         20, then the bytes likewise, then 00 01
 //     beyond every
@@ -17,6 +19,8 @@
 // and every byte of a descending column's field is inverted. A field ends by itself, so more bytes
 // (an object id) may follow a key. -0 and +0 have one key; NaNs of either sign have one key, above
 // +infinity.
+// Numbers take as few bytes as they can because the time of a search is spent waiting for keys: the
+// shorter they are, the more of them are in the processor's cache.
 #pragma once
 
 #include <algorithm>
@@ -24,6 +28,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "coredb/export.h"
@@ -83,11 +88,15 @@ QD_COREDB_API void append_text(key_buffer& key, unsigned char const* densetext, 
 QD_COREDB_API void append_binary(key_buffer& key, unsigned char const* bytes, std::size_t size,
                                  bool ascending);
 
-// Appends the field of a fixed 8-byte kind from the word that a record stores for it: the number
+// Appends the field of a kind that is not text or binary from the word that a record stores for it: the number
 // itself, a Decimal's scaled value, the bits of a double, the bits of a float in the low half, an
 // object id, 0 or 1. `kind` is none of string, binary and set_specifier.
 QD_COREDB_API void append_word(key_buffer& key, column_kind kind, std::uint64_t word,
                                bool ascending);
+
+// The least number whose ascending field of an unsigned or reference column is at or above these
+// bytes; empty when there is none.
+QD_COREDB_API std::optional<std::uint64_t> least_unsigned_at(std::span<unsigned char const> bytes);
 
 // One end of a range of storage keys: the entries e of a half-open range are those with
 // low <= e and e < high. An entry is a storage key, whatever follows it included.

@@ -1,9 +1,13 @@
 #include "coredb/record_key.h"
 
+#include <bit>
+
 #include "coredb/context.h"
 
 namespace qd::coredb {
 namespace {
+
+constexpr unsigned char cut_mark = 0x80;
 
 [[noreturn]] void damaged(std::string const& what) {
   throw error(error_kind::storage, what + " is damaged");
@@ -69,13 +73,21 @@ void append_field(key_buffer& key, field const& value, bool ascending) {
 }
 
 entry_view read_entry(index const& index, byte_view key, byte_view value) {
-  std::size_t const ends = index.prefix.size() + sizeof(std::uint64_t);
-  if (key.size() < ends || value.size() != entry_value_bytes) {
+  bool const of_index_layout = value.size() == 1;
+  if (!of_index_layout && value.size() != 1 + sizeof(std::uint16_t)) {
     damaged("index " + std::to_string(index.definition.id));
   }
-  return {key.subspan(index.prefix.size(), key.size() - ends),
-          get_big_endian(key.data() + key.size() - sizeof(std::uint64_t)),
-          get<std::uint16_t>(value.data()), value[2] != 0};
+  unsigned char const head = value[0];
+  std::size_t const id_size = head & ~cut_mark;
+  std::size_t const ends = index.prefix.size() + 1 + id_size;
+  if (id_size == 0 || id_size > sizeof(std::uint64_t) || key.size() < ends) {
+    damaged("index " + std::to_string(index.definition.id));
+  }
+  std::uint64_t oid = 0;
+  for (unsigned char const byte : key.last(id_size)) oid = oid << 8 | byte;
+  return {key.subspan(index.prefix.size(), key.size() - ends), oid,
+          of_index_layout ? index.definition.layout : get<std::uint16_t>(value.data() + 1),
+          (head & cut_mark) != 0};
 }
 
 void append_record_key(key_buffer& key, index const& index, entry_view const& entry,
@@ -103,10 +115,18 @@ stored_entry::stored_entry(index const& index, byte_view kept, bool cut, std::ui
   next += index.prefix.size();
   std::memcpy(next, kept.data(), kept.size());
   next += kept.size();
-  put_big_endian(next, oid);
-  key_size = static_cast<std::size_t>(next - key_bytes) + sizeof oid;
-  put(value_bytes, layout);
-  value_bytes[2] = cut;
+  auto const id_size = static_cast<unsigned char>((std::bit_width(oid) + 7) / 8);
+  *next++ = id_size;
+  for (unsigned int left = id_size; left-- > 0;) {
+    *next++ = static_cast<unsigned char>(oid >> 8 * left);
+  }
+  key_size = static_cast<std::size_t>(next - key_bytes);
+  value_bytes[0] = static_cast<unsigned char>(cut ? id_size | cut_mark : id_size);
+  value_size = 1;
+  if (layout != index.definition.layout) {
+    put(value_bytes + 1, layout);
+    value_size += sizeof layout;
+  }
 }
 
 }  // namespace qd::coredb

@@ -37,15 +37,17 @@ void append_storage_key(key_buffer& key, index const& index, FieldOf const& fiel
 
 // An entry of an index, in the index's key space.
 //
-//     key    the index's prefix, the storage key or as much of it as fits, the object id
-//     value  u16 layout, u8 1 when the storage key was cut
+//     key    the index's prefix; the storage key or as much of it as fits; the object id: the
+//            number n of its significant bytes, then these, big-endian
+//     value  n, with 80 added when the storage key was cut; u16 layout, unless it is the index's
+//            own
 //
 // Storage keys end by themselves, so a cut one shares its bytes with no whole one; the entries of
 // equal cut keys stand in the order of their object ids and must be put in order by the records.
-inline constexpr std::size_t entry_value_bytes = 3;
+inline constexpr std::size_t longest_object_id = 1 + sizeof(std::uint64_t);
 
 inline std::size_t longest_entry_key(index const& index) {
-  return longest_store_key - index.prefix.size() - sizeof(std::uint64_t);
+  return longest_store_key - index.prefix.size() - longest_object_id;
 }
 
 struct entry_view {
@@ -74,11 +76,12 @@ struct stored_entry {
   stored_entry(index const& index, byte_view kept, bool cut, std::uint64_t oid,
                std::uint16_t layout);
   byte_view key() const { return {key_bytes, key_size}; }
-  byte_view value() const { return value_bytes; }
+  byte_view value() const { return {value_bytes, value_size}; }
 
   unsigned char key_bytes[longest_store_key];
   std::size_t key_size;
-  unsigned char value_bytes[entry_value_bytes];
+  unsigned char value_bytes[3];
+  std::size_t value_size;
 };
 
 // memcmp order, a proper prefix first.

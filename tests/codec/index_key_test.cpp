@@ -96,22 +96,33 @@ TEST(IndexKey, LiteralBytes) {
        column_kind::signed_integer,
        true,
        caller_key().fixed(~0ull >> 1).end(),
-       {0x20, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+       {0x28}},
+      {"signed -257",
+       column_kind::signed_integer,
+       true,
+       caller_key().fixed((~0ull >> 1) - 256).end(),
+       {0x26, 0xFE, 0xFF}},
+      {"unsigned 0", column_kind::unsigned_integer, true, caller_key().fixed(0).end(), {0x29}},
+      {"greatest unsigned",
+       column_kind::unsigned_integer,
+       true,
+       caller_key().fixed(~0ull).end(),
+       {0x31, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
       {"descending unsigned 1",
        column_kind::unsigned_integer,
        false,
        caller_key().fixed(1).end(),
-       {0xDF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}},
+       {0xD5, 0xFE}},
       {"Decimal 1.5: 1 << 21 | 50 << 14 is 1500000",
        column_kind::decimal,
        true,
        caller_key().fixed(0x80000000002C8000).end(),
-       {0x20, 0x80, 0x00, 0x00, 0x00, 0x00, 0x16, 0xE3, 0x60}},
+       {0x2C, 0x16, 0xE3, 0x60}},
       {"Decimal -0.000001",
        column_kind::decimal,
        true,
        caller_key().fixed(0x7FFFFFFFFFFFFFFF).end(),
-       {0x20, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+       {0x28}},
       {"empty text", column_kind::string, true, caller_key().text(u"").end(), {0x20, 0x00, 0x01}},
       {"above every text",
        column_kind::set_specifier,
@@ -188,6 +199,40 @@ TEST(IndexKey, MalformedKeysAreReported) {
   }
 }
 
+// Extents walk ids, not keys: where a bound lies among the ids must be where it lies among the keys.
+TEST(IndexKey, LeastNumberAtABound) {
+  auto const field_of = [](std::uint64_t number) {
+    key_buffer key;
+    append_unsigned(key, number, true);
+    return bytes_of(key);
+  };
+  std::vector<bytes> bounds = {{}, {0x10}, {0x28}, {0x29}, {0x29, 0x00}, {0x32}, {0x2B}};
+  for (std::uint64_t const number :
+       {0ull, 1ull, 254ull, 255ull, 256ull, 65'535ull, 65'536ull, 1ull << 63, ~1ull, ~0ull}) {
+    bytes const field = field_of(number);
+    bounds.push_back(field);
+    bounds.emplace_back(field.begin(), field.end() - 1);
+    bounds.push_back(field);
+    bounds.back().push_back(0x01);
+    key_buffer successor;
+    append_unsigned(successor, number, true);
+    make_successor(successor);
+    bounds.push_back(bytes_of(successor));
+  }
+  for (bytes const& bound : bounds) {
+    SCOPED_TRACE(testing::PrintToString(bound));
+    std::optional<std::uint64_t> const least = least_unsigned_at(bound);
+    if (!least) {
+      EXPECT_LT(field_of(~0ull), bound);
+      continue;
+    }
+    EXPECT_GE(field_of(*least), bound);
+    if (*least != 0) {
+      EXPECT_LT(field_of(*least - 1), bound);
+    }
+  }
+}
+
 TEST(IndexKey, KeyWithoutFieldsCoversOrSkipsTheIndex) {
   auto const columns = columns_of({column_kind::string});
   key_bound bound;
@@ -236,7 +281,8 @@ cell random_cell(column_kind kind, std::mt19937_64& random) {
   switch (kind) {
     case column_kind::signed_integer:
       return pick(std::int64_t{0}, std::int64_t{-1}, std::int64_t{1}, std::int64_t{255},
-                  std::int64_t{256}, std::numeric_limits<std::int64_t>::min(),
+                  std::int64_t{256}, std::int64_t{-256}, std::int64_t{-257}, std::int64_t{-65'536},
+                  std::int64_t{65'535}, std::numeric_limits<std::int64_t>::min(),
                   std::numeric_limits<std::int64_t>::max());
     case column_kind::decimal:
       return pick(std::int64_t{0}, std::int64_t{-1}, std::int64_t{9'999}, std::int64_t{10'000},

@@ -164,14 +164,16 @@ TEST_F(Check, FindsAndNamesDamage) {
        [&](raw_file& file) {
          std::string key = file.keys(by_number.c_str(), big_endian(number_of(7))).at(0);
          std::string const content = file.get(by_number.c_str(), key);
-         key.replace(key.size() - 8, 8, big_endian(items[99].oid));
+         // Ids of one size.
+         key.replace(key.size() - 2, 2, big_endian(items[99].oid).substr(6));
          file.put(by_number.c_str(), key, content);
        },
        {in_index + name(99) + ": the index holds an object that does not exist"}},
       {"an entry of another layout",
        [&](raw_file& file) {
          std::string const key = file.keys(by_number.c_str(), big_endian(number_of(7))).at(0);
-         file.put(by_number.c_str(), key, std::string("\2\0\0", 3));
+         std::string const id_size(1, file.get(by_number.c_str(), key)[0]);
+         file.put(by_number.c_str(), key, id_size + std::string("\2\0", 2));
        },
        {in_index + name(7) + ": the index has another entry for the object",
         "index a.by_number, class catalogue.Type, " + name(7) +
