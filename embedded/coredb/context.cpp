@@ -135,6 +135,8 @@ void context::prefetch(std::uint64_t oid, std::uint16_t layout_id) {
   layout const* const layout = schema_->find_layout(layout_id);
   if (!layout) return;
   __builtin_prefetch(record_view{image, layout, oid}.record());
+  if (records_with_strings_ == 0) return;
+  --records_with_strings_;
   prefetch_strings(image, *layout, record_of(oid));
 }
 

@@ -74,8 +74,11 @@ class context {
     if (number != recent_.number) locate_anew(number);
     return recent_;
   }
-  // Brings a record into the processor's cache.
+  // Brings a record into the processor's cache; its strings, too, if some were read of the records
+  // before it.
   void prefetch(std::uint64_t oid, std::uint16_t layout);
+  // To be called when a string or binary is read.
+  void note_bytes_read() { records_with_strings_ = string_fetches_per_read; }
 
   // Opens an iterator. Returns a status for what the caller did wrong, and throws what the store
   // does.
@@ -118,6 +121,8 @@ class context {
   std::uint64_t next_block_ = 0;  // Of a snapshot: the stored counter; 0 before it is needed.
   // Its number is that of no block at first, and in the write transaction always.
   located_block recent_{no_block, nullptr, nullptr};
+  static constexpr unsigned int string_fetches_per_read = 64;
+  unsigned int records_with_strings_ = 0;  // So many records more are fetched with their strings.
   std::unique_ptr<write_state> writer_;
   std::vector<open_place> iterators_;
   std::vector<std::uint32_t> free_iterators_;

@@ -170,7 +170,6 @@ void object_writer::abandon_bulk() {
       if (exists(oid)) remove_unentered(oid);
     }
     state_.bulk->runs.erase(first);
-    flush_when_large();
   }
   state_.bulk.reset();
   scope.done();

@@ -252,7 +252,6 @@ void object_writer::erase(std::uint64_t oid) {
   change_scope scope(state_);
   if (state_.is_pending(oid)) {
     remove_unentered(oid);
-    flush_when_large();
     scope.done();
     return;
   }
@@ -300,6 +299,7 @@ void object_writer::remove_unentered(std::uint64_t oid) {
   state_.bulk->any_erased = true;
   clear_references_to(oid);
   remove_record(oid, *find_record(oid).layout);
+  flush_when_large();
 }
 
 // The block in memory, taken from the store when it is not there yet.

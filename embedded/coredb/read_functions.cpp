@@ -88,6 +88,7 @@ unsigned int read_bytes(context& context, unsigned long oid, unsigned long addre
   if (!has_bytes(kind) || (text_only && kind == column_kind::binary)) return status_wrong_kind;
   field const value = read_field(record, column, context.transaction());
   if (value.null) return status_null;
+  context.note_bytes_read();
   bytes = value.bytes;
   return status_ok;
 }
