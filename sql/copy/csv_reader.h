@@ -31,9 +31,13 @@ class csv_reader {
     end,
   };
 
+  // A quote that is never closed makes one record of all that follows it.
+  static constexpr std::size_t max_record_bytes = std::size_t{64} << 20;
+
   // Records that have another number of fields than `field_count` are refused.
   csv_reader(byte_source source, csv_format const& format, std::size_t field_count);
 
+  // Throws sql::error, bad_input, for a record beyond max_record_bytes, and what the source throws.
   outcome next();
 
   // Of the last record: valid until the next call of next.
@@ -49,39 +53,42 @@ class csv_reader {
   std::uint64_t bytes_done() const { return bytes_before_buffer_ + position_; }
 
  private:
-  // Positions are offsets into buffer_, in which the current record stands whole.
+  // Where a field's text stands, counted from record_begin_.
   struct field_place {
     std::size_t begin;
     std::size_t end;
     bool quoted;
+    bool has_doubled_quotes;
   };
 
+  bool available() { return position_ < filled_ || fill(); }
   bool fill();
-  bool at_end();
+  void skip_byte_order_mark();
   bool read_record();
   bool read_quoted_field();
-  void read_plain_field();
+  bool read_plain_field();
+  void take_fields();
   void skip_line();
   void end_line();
-  void refuse(std::string reason);
 
   byte_source source_;
   csv_format format_;
   std::size_t field_count_;
-  bool is_special_[256] = {};  // What ends a run of plain bytes in an unquoted field.
+  special_bytes is_special_;
 
   std::vector<char> buffer_;
   std::size_t filled_ = 0;        // Bytes of buffer_ that hold input.
   std::size_t position_ = 0;      // The next byte to read.
-  std::size_t record_begin_ = 0;  // Bytes before it are not needed any more.
+  std::size_t record_begin_ = 0;  // The record at hand; bytes before it are not needed any more.
   std::uint64_t bytes_before_buffer_ = 0;
+  bool begun_ = false;
   bool source_ended_ = false;
 
   std::uint64_t line_ = 1;         // Of position_.
-  std::uint64_t record_line_ = 0;  // Of record_begin_.
+  std::uint64_t record_line_ = 1;  // Of record_begin_.
   std::vector<field_place> places_;
   std::vector<csv_field> fields_;
-  std::string reason_;
+  std::string reason_;  // Empty unless the last record is refused.
 };
 
 }  // namespace qd::sql

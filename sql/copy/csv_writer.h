@@ -14,12 +14,12 @@ namespace qd::sql {
 class csv_writer {
  public:
   // `sink` takes stretches of the output in order.
-  csv_writer(std::function<void(std::string_view)> sink, csv_format format);
+  csv_writer(std::function<void(std::string_view)> sink, csv_format const& format);
 
   void field(std::string_view text);
   void null();
   void end_record();
-  // Hands what is buffered to the sink. Nothing is written by the destructor.
+  // Hands what is buffered to the sink. The destructor does not: it could not report a failure.
   void flush();
 
  private:
@@ -28,6 +28,7 @@ class csv_writer {
 
   std::function<void(std::string_view)> sink_;
   csv_format format_;
+  special_bytes is_special_;
   std::string pending_;
   bool in_record_ = false;
 };

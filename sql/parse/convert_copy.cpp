@@ -2,15 +2,14 @@
 #include <set>
 
 #include "sql/parse/converter.h"
+#include "sql/text/ascii.h"
 
 namespace qd::sql {
 
 namespace {
 
 std::string lower_case(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char byte) {
-    return 'A' <= byte && byte <= 'Z' ? static_cast<char>(byte + 32) : byte;
-  });
+  std::transform(text.begin(), text.end(), text.begin(), ascii::lower);
   return text;
 }
 

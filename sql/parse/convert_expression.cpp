@@ -2,6 +2,7 @@
 #include <array>
 
 #include "sql/parse/converter.h"
+#include "sql/text/ascii.h"
 
 namespace qd::sql {
 
@@ -35,13 +36,6 @@ bool stands_for(PgQuery__Node const& node, std::string_view function) {
   PgQuery__FuncCall const& call = *node.func_call;
   return call.n_funcname == 2 && std::string_view("pg_catalog") == call.funcname[0]->string->sval &&
          function == call.funcname[1]->string->sval;
-}
-
-int hexadecimal(char digit) {
-  if ('0' <= digit && digit <= '9') return digit - '0';
-  if ('a' <= digit && digit <= 'f') return digit - 'a' + 10;
-  if ('A' <= digit && digit <= 'F') return digit - 'A' + 10;
-  return -1;
 }
 
 }  // namespace
@@ -214,8 +208,8 @@ syntax::expression_ptr converter::convert_bits(std::string_view bits, text_posit
   std::string bytes;
   bytes.reserve(bits.size() / 2);
   for (std::size_t i = 0; i + 1 < bits.size(); i += 2) {
-    int const high = hexadecimal(bits[i]);
-    int const low = hexadecimal(bits[i + 1]);
+    int const high = ascii::hexadecimal(bits[i]);
+    int const low = ascii::hexadecimal(bits[i + 1]);
     if (high < 0 || low < 0) {
       throw error(error_code::bad_literal, "x'...' takes hexadecimal digits", position);
     }

@@ -1,10 +1,9 @@
 #include "sql/parse/converter.h"
 
-#include <algorithm>
-#include <cctype>
 #include <map>
 
 #include "sql/parse/token_scanner.h"
+#include "sql/text/ascii.h"
 
 namespace qd::sql {
 
@@ -40,7 +39,7 @@ std::string converter::words_at(text_position position, int count) const {
     if (each.what != token::kind::word && each.what != token::kind::symbol) break;
     if (i > 0) words.push_back(' ');
     for (char const byte : each.in(text_)) {
-      words.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(byte))));
+      words.push_back(ascii::upper(byte));
     }
   }
   return words.empty() ? "this" : words;

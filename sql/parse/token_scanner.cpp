@@ -4,6 +4,8 @@
 #include <array>
 #include <string>
 
+#include "sql/text/ascii.h"
+
 namespace qd::sql {
 
 namespace {
@@ -29,10 +31,6 @@ character class_of(unsigned char byte) {
 
 bool continues_word(unsigned char byte) {
   return class_of(byte) == character::letter || class_of(byte) == character::digit || byte == '$';
-}
-
-char lower(char byte) {
-  return 'A' <= byte && byte <= 'Z' ? static_cast<char>(byte + 32) : byte;
 }
 
 }  // namespace
@@ -128,7 +126,7 @@ token token_scanner::scan_word(std::size_t begin) {
   // A prefix belongs to the quotes that follow it at once.
   std::string_view const word = text_.substr(begin, position_ - begin);
   if (word.size() != 1) return finish(token::kind::word, begin);
-  char const prefix = lower(word[0]);
+  char const prefix = ascii::lower(word[0]);
   unsigned char const after = at(position_);
   if (after == '\'' && (prefix == 'e' || prefix == 'b' || prefix == 'x' || prefix == 'n')) {
     return scan_text(begin, prefix == 'e');
@@ -233,8 +231,7 @@ token token_scanner::scan_symbol(std::size_t begin) {
 bool names(token const& name, std::string_view text, std::string_view wanted) {
   std::string_view const written = name.in(text);
   if (name.what == token::kind::word) {
-    return std::equal(written.begin(), written.end(), wanted.begin(), wanted.end(),
-                      [](char left, char right) { return lower(left) == right; });
+    return ascii::equal_but_for_case(written, wanted);
   }
   if (name.what != token::kind::quoted_name || !name.closed || written[0] != '"') return false;
   std::string content;

@@ -61,7 +61,7 @@ class token_scanner {
   bool comment_open_ = false;
 };
 
-// The names of two tokens are the same: case aside, unless one of them is quoted.
+// Whether a token of `text` is that name or keyword, written in the case that the grammar gives it.
 bool names(token const& name, std::string_view text, std::string_view wanted);
 
 }  // namespace qd::sql
