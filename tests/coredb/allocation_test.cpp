@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "coredb/inspection.h"
 #include "coredb/support.h"
 
 namespace {
@@ -63,10 +64,18 @@ bool work(std::filesystem::path const& path) {
   transaction->erase(insert(*transaction, layout, {text_of(u"gone")}));
   update(*transaction, written[1], 3, text_of(u"changed"));
   bool good = scan(transaction->handle(), by_text).size() == 69;
+  transaction->begin_bulk(layout);
+  for (char16_t const last : {u'y', u'z', u'z'}) {
+    insert(*transaction, layout, {text_of(std::u16string(600, u'b') + last)});
+  }
+  good &= transaction->finish_bulk().size() == 1;
   transaction->commit();
+  // The second takes over what the first leaves.
+  database->begin_snapshot();
   auto const snapshot = database->begin_snapshot();
-  good &= scan(snapshot->handle(), by_text).size() == 69;
-  good &= scan(snapshot->handle(), extent).size() == 69;
+  good &= scan(snapshot->handle(), by_text).size() == 71;
+  good &= scan(snapshot->handle(), extent).size() == 71;
+  good &= find_faults(snapshot->handle(), 1).empty();
   VELA_UCS2 const* text = nullptr;
   good &= vela_context_get_string(snapshot->handle(), written[1], layout, 3, &text) == status_ok;
   good &= text_in(text) == u"changed";
