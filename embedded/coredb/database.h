@@ -94,8 +94,9 @@ class QD_COREDB_API snapshot {
 // It stays with the thread that began it, and must end there: when it is destroyed on another
 // thread its changes are gone, but every later begin_write, of any process, is refused with
 // writer_busy until this process ends. Strings and binaries of more than 1024 bytes stay in memory
-// until the commit, other objects go to the store after some 64 MiB. An operation that throws anything but unique_violation,
-// bad_object or bad_schema leaves the transaction failed: all that remains is to roll it back.
+// until the commit, other objects go to the store after some 64 MiB. An operation that throws
+// anything but unique_violation, bad_object or bad_schema leaves the transaction failed: all that
+// remains is to roll it back.
 class QD_COREDB_API write_transaction {
  public:
   explicit write_transaction(std::unique_ptr<context> context);

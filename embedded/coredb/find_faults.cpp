@@ -50,8 +50,8 @@ class fault_finder {
     }
   }
 
-  // Whether an object may be there, but in a block that is damaged. The block is reported where it is
-  // checked, and nothing else because of it.
+  // Whether an object may be there, but in a block that is damaged. The block is reported where it
+  // is checked, and nothing else because of it.
   bool is_lost(std::uint64_t oid) { return any_damaged_ && !read_block(block_of(oid)); }
 
   // The record of an object; empty when there is none.

@@ -88,9 +88,9 @@ QD_COREDB_API void append_text(key_buffer& key, unsigned char const* densetext, 
 QD_COREDB_API void append_binary(key_buffer& key, unsigned char const* bytes, std::size_t size,
                                  bool ascending);
 
-// Appends the field of a kind that is not text or binary from the word that a record stores for it: the number
-// itself, a Decimal's scaled value, the bits of a double, the bits of a float in the low half, an
-// object id, 0 or 1. `kind` is none of string, binary and set_specifier.
+// Appends the field of a kind that is not text or binary from the word that a record stores for
+// it: the number itself, a Decimal's scaled value, the bits of a double, the bits of a float in the
+// low half, an object id, 0 or 1. `kind` is none of string, binary and set_specifier.
 QD_COREDB_API void append_word(key_buffer& key, column_kind kind, std::uint64_t word,
                                bool ascending);
 

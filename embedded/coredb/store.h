@@ -107,8 +107,8 @@ class store_transaction {
   // All cursors must be gone. Whether it throws or not, the transaction has ended.
   void commit();
 
-  // Lets go of a snapshot's pages, in the process that opened the store; only `renew`, and the destructor, may follow. Its cursors must
-  // be renewed, too, before they are used again.
+  // Lets go of a snapshot's pages, in the process that opened the store; only `renew`, and the
+  // destructor, may follow. Its cursors must be renewed, too, before they are used again.
   void reset() noexcept;
   // Makes it a snapshot of what is committed now. When it throws, it stays reset.
   void renew();
