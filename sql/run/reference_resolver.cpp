@@ -1,7 +1,5 @@
 #include "sql/run/reference_resolver.h"
 
-#include <unordered_set>
-
 #include "db_string/string_encoder.h"
 #include "sql/run/class_tree.h"
 #include "sql/run/column_values.h"
@@ -78,14 +76,15 @@ void reference_resolver::finish() {
   write_references();
 }
 
-void reference_resolver::finish_without_refused(refusal const& refused) {
+void reference_resolver::finish_without_refused(std::unordered_set<std::uint64_t>& gone,
+                                                refusal const& refused) {
+  forget(gone);
   // Rows that refer to an object, to be refused with it.
   struct referrer {
     column_info const* column;
     waiting const* row;
   };
   std::unordered_map<std::uint64_t, std::vector<referrer>> referrers;
-  std::unordered_set<std::uint64_t> gone;
   std::vector<std::uint64_t> to_visit;
   auto const refuse = [&](waiting const& row, column_info const& column, std::string reason) {
     if (!gone.insert(row.object.oid).second) return;
@@ -107,10 +106,14 @@ void reference_resolver::finish_without_refused(refusal const& refused) {
       refuse(*each.row, *each.column, "the row that it refers to is refused");
     }
   }
+  forget(gone);
+  write_references();
+}
+
+void reference_resolver::forget(std::unordered_set<std::uint64_t> const& gone) {
   for (auto& [column, to] : targets_) {
     std::erase_if(to.noted, [&](waiting const& row) { return gone.count(row.object.oid) != 0; });
   }
-  write_references();
 }
 
 void reference_resolver::write_references() {

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_set>
 #include <vector>
 
 #include "sql/run/object_finder.h"
@@ -40,8 +41,9 @@ class reference_resolver {
   // A row whose key finds no object: its object, the column, the key, and why.
   using refusal =
       std::function<void(embedded::object_id, column_info const&, value const&, std::string)>;
-  // As finish, but such rows are reported and erased, and so are those that refer to them.
-  void finish_without_refused(refusal const& refused);
+  // As finish, but such rows are reported and erased, and so are those that refer to them. `gone`
+  // has the rows that are not there any more, before and after.
+  void finish_without_refused(std::unordered_set<std::uint64_t>& gone, refusal const& refused);
 
  private:
   struct waiting {
@@ -60,6 +62,7 @@ class reference_resolver {
   target& target_of(column_info const& column);
   // Finds the object of every noted key, and reports those that have none.
   void look_up(target& to, std::function<void(waiting const&, std::string)> const& refused);
+  void forget(std::unordered_set<std::uint64_t> const& gone);
   void write_references();
 
   run_context const& run_;
