@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "sql/parse/converter.h"
 
 namespace qd::sql {
@@ -172,7 +170,7 @@ syntax::create_index converter::convert_create_index(PgQuery__IndexStmt const& c
   for (PgQuery__Node const* const node : QD_NODES(create, index_params)) {
     PgQuery__IndexElem const& element = *node->index_elem;
     if (element.expr != nullptr) {
-      refuse("an index of an expression is", std::min(place_of(*element.expr), place_before));
+      refuse("an index of an expression is", place_of(*element.expr));
     }
     text_position const position = place_of_name(element.name, place_before + 1);
     place_before = position;
