@@ -1,6 +1,13 @@
 #include "sql/run/row_inserter.h"
 
 namespace qd::sql {
+namespace {
+
+// Stands for an object whose insertion has not succeeded.
+constexpr embedded::object_id no_object{0};
+
+}  // namespace
+
 row_inserter::row_inserter(run_context& run, table_info const& table,
                            std::vector<std::size_t> columns)
     : run_(run),
@@ -11,7 +18,9 @@ row_inserter::row_inserter(run_context& run, table_info const& table,
   // Alone in its transaction a statement is rolled back with it.
   if (run_.transaction != run_.connection.transaction) return;
   run_.undo.emplace_back([kernel = &run_.kernel(), inserted = inserted_] {
-    for (auto each = inserted->rbegin(); each != inserted->rend(); ++each) kernel->erase(*each);
+    for (auto each = inserted->rbegin(); each != inserted->rend(); ++each) {
+      if (*each != no_object) kernel->erase(*each);
+    }
   });
 }
 
@@ -31,8 +40,11 @@ void row_inserter::insert(std::span<value const> row) {
       waiting_.push_back(i);
     }
   }
+  bool const noted = run_.transaction == run_.connection.transaction;
+  // The place for the note is there before the object is: then noting it cannot fail.
+  if (noted) inserted_->push_back(no_object);
   embedded::object_id const object = inserter_.insert(converted_);
-  if (run_.transaction == run_.connection.transaction) inserted_->push_back(object);
+  if (noted) inserted_->back() = object;
   for (std::size_t const i : waiting_) {
     references_.resolve_later(object, converter_.column(i), row[i]);
   }

@@ -93,7 +93,10 @@ row_updater::row_updater(run_context& run, table_info const& table,
 void row_updater::update(std::vector<row_change> rows) {
   rows_ = std::move(rows);
   for (row_change& row : rows_) resolve(row);
-  for (update_step const& step : order()) {
+  std::vector<update_step> const steps = order();
+  // Noting a step cannot fail once it is done.
+  written_.reserve(steps.size());
+  for (update_step const& step : steps) {
     run_.connection.stop.check();
     if (step.step_aside) {
       step_aside(step.row);
@@ -162,9 +165,9 @@ void row_updater::step_aside(std::size_t row) {
       values.push_back(column.nullable ? value(operator_library::NullValue())
                                        : rare_value(run_, column, attempt));
     }
+    std::vector<value> const& kept = aside_values_[row] = std::move(values);
     try {
-      write_values(rows_[row].object, *aside_, values);
-      aside_values_[row] = std::move(values);
+      write_values(rows_[row].object, *aside_, kept);
       return;
     } catch (embedded::error const& refused) {
       // Somebody has even this value.

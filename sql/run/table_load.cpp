@@ -113,11 +113,11 @@ void table_load::finish() {
     loaded_->gone.insert(each.refused.oid);
     refused_.add(loaded_->lines.line_of(each.refused), {}, {}, each.text);
   }
-  references_.finish_without_refused([&](embedded::object_id object, column_info const& column,
-                                         value const& key, std::string reason) {
-    loaded_->gone.insert(object.oid);
+  auto const refuse = [&](embedded::object_id object, column_info const& column, value const& key,
+                          std::string reason) {
     refused_.add(loaded_->lines.line_of(object), column.name, display_text(key), std::move(reason));
-  });
+  };
+  references_.finish_without_refused(loaded_->gone, refuse);
   rows_ -= loaded_->gone.size();
 }
 
