@@ -93,7 +93,16 @@ table_info const* catalogue::find(embedded::read_context const& context,
   std::shared_ptr<embedded::class_description const> const described =
       context.describe_class(class_name);
   if (described->of_catalogue) return nullptr;
-  return tables_.emplace(class_name, describe(*described)).first->second.get();
+  table_info const* const table =
+      tables_.emplace(class_name, describe(*described)).first->second.get();
+  by_handle_.emplace(table->table, table);
+  return table;
+}
+
+table_info const* catalogue::find(embedded::read_context const& context,
+                                  meta_data::Table const& table) {
+  auto const known = by_handle_.find(table);
+  return known != by_handle_.end() ? known->second : find(context, table.FullName());
 }
 
 std::u16string class_name_of(syntax::object_name const& name) {

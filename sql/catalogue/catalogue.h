@@ -56,9 +56,11 @@ class catalogue {
   // The table that a dotted name denotes; null when there is none. Belongs to the catalogue.
   table_info const* find(embedded::read_context const& context, syntax::object_name const& name);
   table_info const* find(embedded::read_context const& context, std::u16string const& class_name);
+  table_info const* find(embedded::read_context const& context, meta_data::Table const& table);
 
  private:
   std::map<std::u16string, std::unique_ptr<table_info>> tables_;
+  std::map<meta_data::Table, table_info const*> by_handle_;  // The same tables.
 };
 
 // The class name that a dotted SQL name stands for.

@@ -24,6 +24,7 @@ struct planned {
   // or left Join: a Transform's outputs are positions in its child's row, and there the left row
   // lies in front of it.
   bool has_transform = false;
+  bool sorted = false;  // In the order that was wanted.
 };
 
 // Variables that stand for no value of the statement.

@@ -5,84 +5,172 @@
 
 #include "physical_queryplan/build.h"
 #include "sql/algebra/operations.h"
-#include "sql/error.h"
+#include "sql/plan/group_planner.h"
+#include "sql/plan/literals.h"
 
 namespace qd::sql::planning {
-namespace {
 
 namespace build = physical_queryplan::build;
 namespace query_plan = physical_queryplan::QueryPlan;
-using algebra::join_kind;
+using algebra::relation_ptr;
 
-index_info const& extent_of(table_info const& table) {
-  return *std::find_if(table.indexes.begin(), table.indexes.end(),
-                       [](index_info const& index) { return index.extent; });
+PredicateVariant planner::plan(algebra::bound_query query) {
+  std::vector<PhysicalVariable> outputs;
+  variable_set needed;
+  outputs.reserve(query.outputs.size());
+  for (algebra::output_column& output : query.outputs) {
+    needed.add(numbers_.of(output.variable));
+    outputs.push_back(std::move(output.variable));
+  }
+  planned root = plan(std::move(query.root),
+                      {.conditions = {}, .needed = needed, .outer = {}, .keep_order = true});
+  return transformed(outputs, std::move(root.plan));
 }
 
-}  // namespace
-
-planned planner::plan(algebra::relation_ptr relation) {
-  return std::visit([this](auto& alternative) { return plan_of(std::move(alternative)); },
-                    relation->content);
+std::vector<condition> planner::conditions_of(std::vector<Expression> expressions) {
+  std::vector<condition> conditions;
+  conditions.reserve(expressions.size());
+  for (Expression& each : expressions) {
+    variable_set uses = numbers_.uses(each);
+    conditions.push_back({std::move(each), std::move(uses)});
+  }
+  return conditions;
 }
 
-planned planner::plan_of(algebra::one_row) {
-  return {query_plan::GenerativeAssignment{algebra::boolean_literal(true), markers_.next()}, 1};
+planned planner::plan(relation_ptr relation, request asked) {
+  bool const is_group = std::visit(
+      []<typename T>(T const&) {
+        return std::is_same_v<T, algebra::filter> || std::is_same_v<T, algebra::compute> ||
+               std::is_same_v<T, algebra::join>;
+      },
+      relation->content);
+  if (!is_group) return plan_member(std::move(relation), std::move(asked));
+  join_group group =
+      make_group(std::move(relation), std::move(asked.conditions), asked.needed, numbers_);
+  return group_planner(*this, group, asked).plan();
 }
 
-planned planner::plan_of(algebra::table table) {
-  table_info const& info = info_of(table.variable);
-  auto const rows = static_cast<double>(context_.reader.object_count(info.class_name));
-  return {build::scan(std::move(table.variable), extent_of(info).index), rows};
+planned planner::plan_member(relation_ptr relation, request asked) {
+  return std::visit(
+      [&]<typename T>(T& alternative) -> planned {
+        if constexpr (std::is_same_v<T, algebra::filter> || std::is_same_v<T, algebra::compute>) {
+          return plan(std::move(relation), std::move(asked));
+        } else {
+          return plan_of(std::move(alternative), std::move(asked));
+        }
+      },
+      relation->content);
 }
 
-planned planner::plan_of(algebra::rows rows) {
+planned planner::plan_of(algebra::one_row, request asked) {
+  PredicateVariant row =
+      query_plan::GenerativeAssignment{algebra::boolean_literal(true), markers_.next()};
+  return {filtered(expressions_of(std::move(asked.conditions)), std::move(row)), 1};
+}
+
+planned planner::plan_of(algebra::rows rows, request asked) {
   auto const count = static_cast<double>(rows.expressions.size());
-  return {literal_rows(std::move(rows)), count};
+  return {filtered(expressions_of(std::move(asked.conditions)), literal_rows(std::move(rows))),
+          count};
 }
 
-planned planner::plan_of(algebra::join join) {
-  planned left = plan(std::move(join.left));
-  planned right = plan(std::move(join.right));
-  double const rows = left.rows * right.rows;
-  bool const has_transform = left.has_transform || right.has_transform;
-  if (join.kind == join_kind::inner && right.has_transform && !left.has_transform) {
-    std::swap(left, right);
+planned planner::plan_of(algebra::table table, request asked) {
+  table_info const& info = facts_.info_of(table.variable);
+  std::vector<bound> const bounds = find_bounds(info, table.variable, asked.conditions, numbers_);
+  access_path const path =
+      path_finder(info, asked.conditions, bounds, numbers_.of(table.variable), [&] {
+        return facts_.row_count(info);
+      }).best(asked.outer, asked.wanted);
+  return {read_table(std::move(table.variable), path, std::move(asked.conditions), bounds),
+          path.rows, false, path.sorted && asked.wanted};
+}
+
+// Conditions on the groups' values hold for whole groups and can be tested before grouping; those
+// without any must not be: an aggregate over no rows is a row.
+planned planner::plan_of(algebra::aggregate aggregate, request asked) {
+  variable_set grouped;
+  for (algebra::Alias const& alias : aggregate.group_by) grouped.add(numbers_.of(alias.variable));
+  std::vector<condition> below;
+  std::vector<condition> above;
+  for (condition& each : asked.conditions) {
+    bool const on_groups =
+        each.uses.intersects(grouped) && (grouped.includes(each.uses.without(asked.outer)));
+    if (!on_groups) {
+      above.push_back(std::move(each));
+      continue;
+    }
+    Expression tested = algebra::replace(
+        std::move(each.expression), [&](Expression const& part) -> std::optional<Expression> {
+          for (algebra::Alias const& alias : aggregate.group_by) {
+            if (algebra::equal(part, physical_queryplan::AsExpression(alias.variable))) {
+              return alias.expression;
+            }
+          }
+          return std::nullopt;
+        });
+    variable_set uses = numbers_.uses(tested);
+    below.push_back({std::move(tested), std::move(uses)});
   }
-  if (join.kind == join_kind::full || right.has_transform) {
-    return {joined_once(join.kind, std::move(join.conditions), std::move(left.plan),
-                        std::move(right.plan), markers_),
-            rows, has_transform};
+  variable_set read = asked.needed;
+  for (condition const& each : above) read.merge(each.uses);
+  std::erase_if(aggregate.aggregates, [&](algebra::AggregateVariant const& each) {
+    // The last one of a single group stays: it makes the row.
+    if (aggregate.group_by.empty() && aggregate.aggregates.size() == 1) return false;
+    return !std::visit(
+        [&](auto const& function) {
+          return std::visit([&](auto const& output) { return read.has(numbers_.of(output)); },
+                            function.output);
+        },
+        each);
+  });
+  variable_set needed;
+  for (algebra::Alias const& alias : aggregate.group_by) {
+    numbers_.add_uses(alias.expression, needed);
   }
-  PredicateVariant matches = filtered(std::move(join.conditions), std::move(right.plan));
-  return {join.kind == join_kind::left
-              ? build::left_join(std::move(left.plan), std::move(matches))
-              : build::inner_join(std::move(left.plan), std::move(matches)),
-          rows, has_transform};
-}
-
-planned planner::plan_of(algebra::filter filter) {
-  planned child = plan(std::move(filter.child));
-  child.plan = filtered(std::move(filter.conditions), std::move(child.plan));
-  return child;
-}
-
-planned planner::plan_of(algebra::compute compute) {
-  planned child = plan(std::move(compute.child));
-  child.plan = build::extend(std::move(compute.aliases), std::move(child.plan));
-  return child;
-}
-
-planned planner::plan_of(algebra::aggregate aggregate) {
-  planned child = plan(std::move(aggregate.child));
+  for (algebra::AggregateVariant const& each : aggregate.aggregates) {
+    std::visit(
+        [&](auto const& function) {
+          for (Expression const& argument : function.arguments) numbers_.add_uses(argument, needed);
+        },
+        each);
+  }
+  planned child = plan(std::move(aggregate.child),
+                       {.conditions = std::move(below), .needed = needed, .outer = asked.outer});
   double const rows = aggregate.group_by.empty() ? 1 : child.rows;
-  return {build::aggregation(std::move(aggregate.aggregates), std::move(aggregate.group_by),
-                             std::move(child.plan)),
-          rows, child.has_transform};
+  PredicateVariant groups = build::aggregation(
+      std::move(aggregate.aggregates), std::move(aggregate.group_by), std::move(child.plan));
+  return {filtered(expressions_of(std::move(above)), std::move(groups)), rows, child.has_transform};
 }
 
-planned planner::plan_of(algebra::sort sort) {
-  planned child = plan(std::move(sort.child));
+planned planner::plan_of(algebra::sort sort, request asked) {
+  if (!asked.keep_order) return plan(std::move(sort.child), std::move(asked));
+  variable_set needed = asked.needed;
+  wanted_order wanted;
+  bool by_columns = true;  // Of one table: an index may give the order.
+  for (algebra::sort_key const& key : sort.keys) {
+    numbers_.add_uses(key.expression, needed);
+    std::visit(
+        [&]<typename T>(T const& alternative) {
+          std::optional<meta_data::Column> column;
+          std::optional<variable_number> table;
+          if constexpr (requires { alternative.table_variable; }) {
+            column = alternative.column;
+            table = numbers_.of(alternative.table_variable);
+          } else if constexpr (std::is_same_v<T, TableVariable>) {
+            table = numbers_.of(alternative);
+          }
+          by_columns = by_columns && table && (!wanted.table || wanted.table == table);
+          wanted.table = table;
+          wanted.keys.push_back({column, key.ascending});
+        },
+        key.expression.variant);
+  }
+  if (asked.wanted) wanted.rows = asked.wanted->rows;
+  planned child = plan(std::move(sort.child), {.conditions = std::move(asked.conditions),
+                                               .needed = needed,
+                                               .outer = asked.outer,
+                                               .wanted = by_columns ? &wanted : nullptr});
+  if (child.sorted) return child;
   std::vector<query_plan::OrderBy::Key> keys;
   keys.reserve(sort.keys.size());
   for (algebra::sort_key& key : sort.keys) {
@@ -92,25 +180,49 @@ planned planner::plan_of(algebra::sort sort) {
   return child;
 }
 
-planned planner::plan_of(algebra::limit limit) {
-  planned child = plan(std::move(limit.child));
-  child.plan = build::limit(std::move(limit.rows), std::move(limit.offset), std::move(child.plan));
+planned planner::plan_of(algebra::limit limit, request asked) {
+  variable_set needed = asked.needed;
+  for (condition const& each : asked.conditions) needed.merge(each.uses);
+  wanted_order wanted;
+  if (limit.rows) wanted.rows = literal_count(*limit.rows);
+  if (wanted.rows && limit.offset) {
+    wanted.rows = *wanted.rows + literal_count(*limit.offset).value_or(0);
+  }
+  planned child = plan(std::move(limit.child), {.conditions = {},
+                                                .needed = needed,
+                                                .outer = asked.outer,
+                                                .wanted = &wanted,
+                                                .keep_order = true});
+  if (wanted.rows) child.rows = std::min(child.rows, *wanted.rows);
+  child.plan =
+      filtered(expressions_of(std::move(asked.conditions)),
+               build::limit(std::move(limit.rows), std::move(limit.offset), std::move(child.plan)));
+  child.sorted = false;
   return child;
 }
 
-planned planner::plan_of(algebra::union_all union_all) {
-  planned left = plan(std::move(union_all.left));
-  planned right = plan(std::move(union_all.right));
-  PredicateVariant first = transformed(union_all.outputs, std::move(left.plan));
-  PredicateVariant second = transformed(union_all.outputs, std::move(right.plan));
-  return {build::union_all(std::move(first), std::move(second)), left.rows + right.rows, true};
-}
-
-table_info const& planner::info_of(TableVariable const& variable) {
-  table_info const* const info =
-      context_.catalogue.find(context_.reader, variable.table.FullName());
-  if (!info) throw error(error_code::unknown_name, "a table of the query no longer exists");
-  return *info;
+planned planner::plan_of(algebra::union_all united, request asked) {
+  variable_set read = asked.needed;
+  for (condition const& each : asked.conditions) read.merge(each.uses);
+  std::vector<PhysicalVariable> outputs;
+  for (PhysicalVariable& output : united.outputs) {
+    if (read.has(numbers_.of(output))) outputs.push_back(std::move(output));
+  }
+  // Rows that are only counted keep one column.
+  if (outputs.empty()) outputs.push_back(std::move(united.outputs.front()));
+  variable_set needed;
+  for (PhysicalVariable const& output : outputs) needed.add(numbers_.of(output));
+  auto const side = [&](relation_ptr relation, std::vector<condition> conditions) {
+    planned result =
+        plan(std::move(relation),
+             {.conditions = std::move(conditions), .needed = needed, .outer = asked.outer});
+    result.plan = transformed(outputs, std::move(result.plan));
+    return result;
+  };
+  planned left = side(std::move(united.left), asked.conditions);
+  planned right = side(std::move(united.right), std::move(asked.conditions));
+  return {build::union_all(std::move(left.plan), std::move(right.plan)), left.rows + right.rows,
+          true};
 }
 
 }  // namespace qd::sql::planning

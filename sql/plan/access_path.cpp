@@ -1,0 +1,262 @@
+#include "sql/plan/access_path.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "physical_queryplan/build.h"
+#include "sql/algebra/operations.h"
+
+namespace qd::sql::planning {
+
+namespace build = physical_queryplan::build;
+using algebra::kind;
+using physical_queryplan::QueryPlan::Scan;
+
+namespace {
+
+// Costs beside reading a record in the order of its extent, which is 1.
+constexpr double open_cost = 5;
+constexpr double index_entry_cost = 2.5;  // The record lies anywhere.
+constexpr double sort_step_cost = 0.1;
+
+// Rows that an equality on all columns of an index leaves when they are not unique, as a power of
+// the table's rows.
+constexpr double full_equality_power = 0.3;
+
+// No index is kept on floating columns and no key can be made of one.
+bool is_usable(table_info const& table, index_info const& index) {
+  return std::none_of(index.columns.begin(), index.columns.end(), [&](auto const& each) {
+    kind const own = table.columns[each.number].kind;
+    return own == kind::double_float || own == kind::single_float;
+  });
+}
+
+// The extent has one entry per object.
+bool is_unique(index_info const& index) {
+  return index.unique || index.extent;
+}
+
+std::set<Scan::Bound>& set_for(Scan::ColBounds& bounds, bound_kind kind) {
+  switch (kind) {
+    case bound_kind::equal:
+      return bounds.equal;
+    case bound_kind::less:
+      return bounds.less;
+    case bound_kind::less_or_equal:
+      return bounds.less_or_equal;
+    case bound_kind::greater:
+      return bounds.greater;
+    case bound_kind::greater_or_equal:
+      return bounds.greater_or_equal;
+    case bound_kind::starts_with:
+      break;
+  }
+  return bounds.starts_with;
+}
+
+}  // namespace
+
+double sort_cost(double rows) {
+  return rows < 2 ? 0 : rows * std::log2(rows) * sort_step_cost;
+}
+
+bool path_finder::is_pinned(std::size_t column, variable_set const& outer) const {
+  return std::any_of(bounds_.begin(), bounds_.end(), [&](bound const& each) {
+    return each.column == column && each.kind == bound_kind::equal && each.values.size() == 1 &&
+           outer.includes(each.uses);
+  });
+}
+
+std::optional<std::size_t> path_finder::equality_on(std::size_t column, variable_set const& outer,
+                                                    bool alternatives_allowed) const {
+  auto const rank = [](bound const& each) { return std::pair(each.values.size() == 1, each.pins); };
+  std::optional<std::size_t> found;
+  for (std::size_t i = 0; i < bounds_.size(); ++i) {
+    bound const& each = bounds_[i];
+    if (each.column != column || each.kind != bound_kind::equal) continue;
+    if (!outer.includes(each.uses)) continue;
+    if (each.values.size() > 1 && !alternatives_allowed) continue;
+    if (!found || rank(each) > rank(bounds_[*found])) found = i;
+  }
+  return found;
+}
+
+std::vector<std::size_t> path_finder::ranges_on(std::size_t column,
+                                                variable_set const& outer) const {
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < bounds_.size(); ++i) {
+    bound const& each = bounds_[i];
+    if (each.column == column && each.kind != bound_kind::equal && outer.includes(each.uses)) {
+      found.push_back(i);
+    }
+  }
+  return found;
+}
+
+access_path path_finder::through(index_info const& index, variable_set const& outer) const {
+  access_path path{.index = &index};
+  double share = 1;
+  double alternatives = 1;
+  bool whole_key = true;
+  std::size_t equalities = 0;
+  for (index_info::column const& column : index.columns) {
+    // One list of alternatives is one union of scans.
+    if (std::optional<std::size_t> const number =
+            equality_on(column.number, outer, alternatives == 1)) {
+      bound const& equality = bounds_[*number];
+      alternatives *= static_cast<double>(equality.values.size());
+      path.uses_outer = path.uses_outer || !equality.uses.empty();
+      whole_key = whole_key && equality.exclude_null;
+      path.bounds.push_back({*number});
+      ++equalities;
+      continue;
+    }
+    whole_key = false;
+    std::vector<std::size_t> ranges = ranges_on(column.number, outer);
+    if (!ranges.empty()) {
+      for (std::size_t const each : ranges) {
+        share *= bounds_[each].share;
+        path.uses_outer = path.uses_outer || !bounds_[each].uses.empty();
+      }
+      path.bounds.push_back(std::move(ranges));
+    }
+    break;
+  }
+  double const entry_cost = index.extent ? 1 : index_entry_cost;
+  if (whole_key && is_unique(index)) {
+    path.single = alternatives == 1;
+    path.rows = alternatives;
+  } else {
+    double const table_rows = std::max(row_count_(), 1.0);
+    double const part = static_cast<double>(equalities) / static_cast<double>(index.columns.size());
+    share *= alternatives * std::pow(table_rows, (full_equality_power - 1) * part);
+    path.rows = table_rows * std::min(share, 1.0);
+  }
+  path.cost = open_cost * alternatives + path.rows * entry_cost;
+  return path;
+}
+
+bool path_finder::gives_order(index_info const& index, variable_set const& outer,
+                              wanted_order const& wanted, bool& ascending) const {
+  std::optional<bool> forward;
+  std::size_t position = 0;
+  for (wanted_order::key const& key : wanted.keys) {
+    std::size_t column = 0;
+    while (key.column && column < table_.columns.size() &&
+           !(table_.columns[column].column == *key.column)) {
+      ++column;
+    }
+    if (is_pinned(column, outer)) continue;  // One value in all rows.
+    while (position < index.columns.size() && index.columns[position].number != column &&
+           is_pinned(index.columns[position].number, outer)) {
+      ++position;
+    }
+    if (position == index.columns.size() || index.columns[position].number != column) return false;
+    bool const same = index.columns[position].ascending == key.ascending;
+    if (forward && *forward != same) return false;
+    forward = same;
+    ++position;
+  }
+  ascending = forward.value_or(true);
+  return true;
+}
+
+double path_finder::share_of_conditions(access_path const& path, variable_set const& outer) const {
+  double share = 1;
+  for (std::size_t i = 0; i < conditions_.size(); ++i) {
+    variable_set others = conditions_[i].uses;
+    if (!others.has(own_)) continue;
+    variable_set own;
+    own.add(own_);
+    if (!outer.includes(others.without(own))) continue;
+    bool const is_bound = std::any_of(path.bounds.begin(), path.bounds.end(), [&](auto const& on) {
+      return std::any_of(on.begin(), on.end(),
+                         [&](std::size_t each) { return bounds_[each].condition == i; });
+    });
+    if (!is_bound) share *= share_left_by(conditions_[i].expression);
+  }
+  return share;
+}
+
+bool path_finder::is_single_range(access_path const& path) const {
+  return std::all_of(path.bounds.begin(), path.bounds.end(), [&](auto const& on_column) {
+    return bounds_[on_column.front()].values.size() == 1;
+  });
+}
+
+access_path path_finder::best(variable_set const& outer, wanted_order const* wanted) const {
+  bool const order_wanted = wanted && !wanted->keys.empty();
+  std::optional<access_path> best;
+  double best_cost = 0;
+  for (index_info const& index : table_.indexes) {
+    if (!is_usable(table_, index)) continue;
+    access_path path = through(index, outer);
+    path.sorted = !order_wanted || path.single ||
+                  (is_single_range(path) && gives_order(index, outer, *wanted, path.ascending));
+    // An index that neither narrows nor sorts is a slower extent.
+    if (path.bounds.empty() && !index.extent && !(order_wanted && path.sorted)) continue;
+    // Nothing is better than a single row, and the table's size need not be asked for.
+    if (path.single) return path;
+    path.rows *= share_of_conditions(path, outer);
+    double cost = path.cost;
+    if (!path.sorted) {
+      cost += sort_cost(path.rows);
+    } else if (wanted && wanted->rows && *wanted->rows < path.rows) {
+      cost *= *wanted->rows / path.rows;
+    }
+    if (!best || cost < best_cost) {
+      best_cost = cost;
+      best = std::move(path);
+    }
+  }
+  return std::move(*best);
+}
+
+PredicateVariant read_table(algebra::TableVariable variable, access_path const& path,
+                            std::vector<condition> conditions, std::vector<bound> const& bounds) {
+  std::vector<bool> met(conditions.size(), false);
+  bool pinned = true;  // All columns so far.
+  std::vector<Scan::ColBounds> on_columns;
+  on_columns.reserve(path.bounds.size());
+  // The column with several values, if there is one.
+  std::size_t union_column = 0;
+  std::vector<Expression> const* values = nullptr;
+  for (std::vector<std::size_t> const& on_column : path.bounds) {
+    Scan::ColBounds& made = on_columns.emplace_back();
+    bool all_pin = true;
+    for (std::size_t const number : on_column) {
+      bound const& each = bounds[number];
+      if (each.exact && pinned) met[each.condition] = true;
+      all_pin = all_pin && each.pins;
+      if (each.values.size() > 1) {
+        union_column = on_columns.size() - 1;
+        values = &each.values;
+      } else {
+        set_for(made, each.kind).insert({each.values.front(), each.exclude_null});
+      }
+    }
+    pinned = pinned && all_pin;
+  }
+  std::vector<Expression> remaining;
+  for (std::size_t i = 0; i < conditions.size(); ++i) {
+    if (!met[i]) remaining.push_back(std::move(conditions[i].expression));
+  }
+  if (!values) {
+    return filtered(std::move(remaining), build::scan(std::move(variable), path.index->index,
+                                                      std::move(on_columns), path.ascending));
+  }
+  auto const scan_of = [&](std::size_t first, std::size_t last, auto const& self) {
+    if (last - first == 1) {
+      std::vector<Scan::ColBounds> with_value = on_columns;
+      with_value[union_column].equal.insert({(*values)[first], true});
+      return build::scan(variable, path.index->index, std::move(with_value), path.ascending);
+    }
+    std::size_t const middle = first + (last - first) / 2;
+    PredicateVariant left = self(first, middle, self);
+    PredicateVariant right = self(middle, last, self);
+    return build::union_all(std::move(left), std::move(right));
+  };
+  return filtered(std::move(remaining), scan_of(0, values->size(), scan_of));
+}
+
+}  // namespace qd::sql::planning

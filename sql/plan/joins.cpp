@@ -1,0 +1,129 @@
+// Outer joins, and the right sides of all joins.
+#include <algorithm>
+#include <utility>
+
+#include "physical_queryplan/build.h"
+#include "sql/plan/planner.h"
+
+namespace qd::sql::planning {
+
+namespace build = physical_queryplan::build;
+using algebra::join_kind;
+using algebra::relation_ptr;
+
+namespace {
+
+// Rows are kept when reading them again would cost this many times as much as testing them, and
+// not beyond a number that memory surely holds.
+constexpr double kept_rows_gain = 4;
+constexpr double max_kept_rows = 200000;
+
+// Separates the conditions that use nothing but `variables`.
+std::vector<condition> take_using_only(variable_set const& variables,
+                                       std::vector<condition>& conditions) {
+  std::vector<condition> taken;
+  std::vector<condition> rest;
+  for (condition& each : conditions) {
+    (variables.includes(each.uses) ? taken : rest).push_back(std::move(each));
+  }
+  conditions = std::move(rest);
+  return taken;
+}
+
+}  // namespace
+
+planned planner::plan_of(algebra::join join, request asked) {
+  std::vector<condition> conditions = conditions_of(std::move(join.conditions));
+  return join.kind == join_kind::full
+             ? plan_full_join(std::move(join), std::move(conditions), std::move(asked))
+             : plan_left_join(std::move(join), std::move(conditions), std::move(asked));
+}
+
+planned planner::plan_full_join(algebra::join join, std::vector<condition> conditions,
+                                request asked) {
+  variable_set needed = asked.needed;
+  for (condition const& each : conditions) needed.merge(each.uses);
+  for (condition const& each : asked.conditions) needed.merge(each.uses);
+  planned left =
+      plan(std::move(join.left), {.conditions = {}, .needed = needed, .outer = asked.outer});
+  planned right =
+      plan(std::move(join.right), {.conditions = {}, .needed = needed, .outer = asked.outer});
+  PredicateVariant both = joined_once(join_kind::full, expressions_of(std::move(conditions)),
+                                      std::move(left.plan), std::move(right.plan), markers_);
+  return {filtered(expressions_of(std::move(asked.conditions)), std::move(both)),
+          left.rows + right.rows, left.has_transform || right.has_transform};
+}
+
+// Conditions above that do not concern the right side hold for left rows; those of the join itself
+// say which right rows match, whatever side they are about.
+planned planner::plan_left_join(algebra::join join, std::vector<condition> conditions,
+                                request asked) {
+  variable_set needed = asked.needed;
+  for (condition const& each : conditions) needed.merge(each.uses);
+  for (condition const& each : asked.conditions) needed.merge(each.uses);
+  variable_set const left_variables = variables_of(*join.left, numbers_);
+  variable_set of_left = left_variables;
+  of_left.merge(asked.outer);
+  std::vector<condition> on_left = take_using_only(of_left, asked.conditions);
+  wanted_order const* wanted = asked.wanted;
+  if (wanted && wanted->table && !left_variables.has(*wanted->table)) wanted = nullptr;
+  planned left = plan(
+      std::move(join.left),
+      {.conditions = std::move(on_left), .needed = needed, .outer = asked.outer, .wanted = wanted});
+  planned both = join_with(join_kind::left, std::move(left), left_variables, std::move(join.right),
+                           std::move(conditions), needed, asked.outer);
+  both.plan = filtered(expressions_of(std::move(asked.conditions)), std::move(both.plan));
+  return both;
+}
+
+bool planner::is_kept(algebra::relation const& right, variable_set const& right_variables,
+                      std::vector<condition> const& conditions, variable_set const& outer,
+                      double left_rows) {
+  if (has_union(right)) return true;
+  variable_set others = outer;
+  for (condition const& each : conditions) others.merge(each.uses.without(right_variables));
+  bool const reaches =
+      std::any_of(conditions.begin(), conditions.end(),
+                  [&](condition const& each) { return facts_.reaches_index(right, each, others); });
+  if (reaches) return false;
+  if (!is_simple(right)) return true;
+  auto const* const table = std::get_if<algebra::table>(&right.content);
+  if (!table || left_rows < kept_rows_gain) return false;
+  table_info const& info = facts_.info_of(table->variable);
+  std::vector<bound> const bounds = find_bounds(info, table->variable, conditions, numbers_);
+  path_finder const paths(info, conditions, bounds, numbers_.of(table->variable),
+                          [&] { return facts_.row_count(info); });
+  if (paths.best(others, nullptr).uses_outer) return false;
+  access_path const alone = paths.best(outer, nullptr);
+  return alone.rows < max_kept_rows && alone.cost > kept_rows_gain * alone.rows;
+}
+
+planned planner::join_with(join_kind kind, planned left, variable_set const& left_variables,
+                           relation_ptr right, std::vector<condition> conditions,
+                           variable_set const& needed, variable_set const& outer) {
+  variable_set const right_variables = variables_of(*right, numbers_);
+  if (is_kept(*right, right_variables, conditions, outer, left.rows)) {
+    variable_set of_right = right_variables;
+    of_right.merge(outer);
+    std::vector<condition> on_right = take_using_only(of_right, conditions);
+    planned kept = plan(std::move(right),
+                        {.conditions = std::move(on_right), .needed = needed, .outer = outer});
+    double const rows = std::max(left.rows * kept.rows * (conditions.empty() ? 1 : 0.1), 1.0);
+    return {joined_once(kind, expressions_of(std::move(conditions)), std::move(left.plan),
+                        std::move(kept.plan), markers_),
+            rows, left.has_transform || kept.has_transform, left.sorted};
+  }
+  variable_set bound_above = outer;
+  bound_above.merge(left_variables);
+  planned matches =
+      plan(std::move(right),
+           {.conditions = std::move(conditions), .needed = needed, .outer = bound_above});
+  double rows = left.rows * matches.rows;
+  if (kind == join_kind::left) rows = std::max(rows, left.rows);
+  return {kind == join_kind::left
+              ? build::left_join(std::move(left.plan), std::move(matches.plan))
+              : build::inner_join(std::move(left.plan), std::move(matches.plan)),
+          rows, left.has_transform, left.sorted};
+}
+
+}  // namespace qd::sql::planning
