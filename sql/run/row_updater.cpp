@@ -146,12 +146,13 @@ std::vector<update_step> row_updater::order() const {
 }
 
 void row_updater::write(std::size_t row) {
-  write_values(rows_[row].object, assigned_, rows_[row].after);
+  // The write comes last: what fails before it leaves the row as it was.
   for (std::size_t i = 0; i < rows_[row].after.size(); ++i) {
     column_info const& column = assigned_.column(i);
     if (!is_key(column, rows_[row].after[i])) continue;
     references_.resolve_later(rows_[row].object, column, rows_[row].after[i]);
   }
+  write_values(rows_[row].object, assigned_, rows_[row].after);
 }
 
 // Gives a row keys that no other row has, in every unique index concerned.
