@@ -165,6 +165,14 @@ bool is_constant(Expression const& expression) {
   return arguments && std::all_of(arguments->begin(), arguments->end(), is_constant);
 }
 
+std::size_t size_of(Expression const& expression) {
+  std::size_t size = 1;
+  if (std::vector<Expression> const* const arguments = arguments_of(expression)) {
+    for (Expression const& argument : *arguments) size += size_of(argument);
+  }
+  return size;
+}
+
 Expression replace(Expression expression,
                    std::function<std::optional<Expression>(Expression const&)> const& replacement) {
   if (std::optional<Expression> found = replacement(expression)) return std::move(*found);

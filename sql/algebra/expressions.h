@@ -59,6 +59,9 @@ void for_each_variable(Expression const& expression,
 // Whether it has no variables: literals and parameters only.
 bool is_constant(Expression const& expression);
 
+// How many operations, literals and variables it is made of.
+std::size_t size_of(Expression const& expression);
+
 // Replaces the outermost subexpressions for which `replace` gives something.
 Expression replace(Expression expression,
                    std::function<std::optional<Expression>(Expression const&)> const& replacement);

@@ -6,7 +6,21 @@
 
 namespace qd::sql {
 
+using algebra::Expression;
+using algebra::kind;
+
 namespace {
+
+// Whether some value of a kind fits a column. Numbers do where they are exactly a number of the
+// column's kind, and floating ones never are meant to be a numeric.
+bool can_fit(column_info const& column, kind given) {
+  if (given == kind::null || given == column.kind) return true;
+  // Looked up among the referenced objects, by a column of any kind.
+  if (column.kind == kind::reference) return !column.lookup_column.empty();
+  if (!algebra::is_numeric(given) || !algebra::is_numeric(column.kind)) return false;
+  bool const from_floating = given == kind::double_float || given == kind::single_float;
+  return column.kind != kind::decimal || !from_floating;
+}
 
 // The number of a column that a statement writes to.
 std::size_t target_column(table_info const& table, std::string const& name,
@@ -32,6 +46,57 @@ std::size_t target_column(table_info const& table, std::string const& name,
 
 }  // namespace
 
+Expression query_binder::for_column(Expression value, column_info const& column,
+                                    text_position position) {
+  value = expressions_.with_kind(std::move(value), column.kind);
+  kind const given = algebra::kind_of(value);
+  if (!can_fit(column, given)) {
+    throw error(error_code::wrong_type,
+                "column " + column.name + " of type " + algebra::kind_name(column.kind) +
+                    " cannot hold " + algebra::kind_name(given),
+                position);
+  }
+  return value;
+}
+
+algebra::bound_query query_binder::bind_source(syntax::query const& query,
+                                               std::vector<column_info const*> const& columns,
+                                               bool may_end_early) {
+  auto const* const list = std::get_if<syntax::values_list>(&query.body);
+  bool const plain = list && query.order_by.empty() && !query.limit && !query.offset;
+  std::vector<std::vector<Expression>> rows;
+  body bound;
+  if (plain) {
+    rows = bind_rows(*list);
+  } else {
+    bound = bind_query(query);
+  }
+  std::size_t const given = plain ? rows.front().size() : bound.outputs.size();
+  if (given > columns.size() || (given < columns.size() && !may_end_early)) {
+    throw error(error_code::syntax,
+                "INSERT has " + std::to_string(columns.size()) + " columns and " +
+                    std::to_string(given) + " values",
+                query.position);
+  }
+  if (plain) {
+    std::vector<kind> kinds;
+    for (std::size_t i = 0; i < given; ++i) kinds.push_back(columns[i]->kind);
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+      for (std::size_t i = 0; i < given; ++i) {
+        rows[row][i] =
+            for_column(std::move(rows[row][i]), *columns[i], list->rows[row][i]->position);
+      }
+    }
+    bound = rows_of(*list, std::move(rows), kinds);
+  } else {
+    for (std::size_t i = 0; i < given; ++i) {
+      bound_output& output = bound.outputs[i];
+      output.value = for_column(std::move(output.value), *columns[i], output.position);
+    }
+  }
+  return finish(std::move(bound.rows), std::move(bound.outputs));
+}
+
 algebra::bound_query bind(syntax::query const& query, binding_context const& context) {
   return query_binder(context).bind(query);
 }
@@ -54,15 +119,12 @@ bound_insert bind(syntax::insert const& insert, binding_context const& context) 
     result.source = binder.finish(algebra::make_relation(algebra::one_row{}), {});
     return result;
   }
-  result.source = binder.bind(*insert.source);
-  std::size_t const given = result.source.outputs.size();
-  if (insert.columns.empty() && given < result.columns.size()) result.columns.resize(given);
-  if (given != result.columns.size()) {
-    throw error(error_code::syntax,
-                "INSERT has " + std::to_string(result.columns.size()) + " columns and " +
-                    std::to_string(given) + " values",
-                insert.source->position);
+  std::vector<column_info const*> columns;
+  for (std::size_t const number : result.columns) {
+    columns.push_back(&result.table->columns[number]);
   }
+  result.source = binder.bind_source(*insert.source, columns, insert.columns.empty());
+  result.columns.resize(result.source.outputs.size());
   return result;
 }
 
@@ -80,10 +142,10 @@ bound_update bind(syntax::update const& update, binding_context const& context) 
     result.columns.push_back(
         target_column(*target.table, assignment.column, result.columns, assignment.position));
     column_info const& column = target.table->columns[result.columns.back()];
+    Expression value = binder.expressions().bind(*assignment.value, names, "SET");
     outputs.push_back({assignment.column,
-                       binder.expressions().with_kind(
-                           binder.expressions().bind(*assignment.value, names, "SET"), column.kind),
-                       assignment.position});
+                       binder.for_column(std::move(value), column, assignment.value->position),
+                       assignment.value->position});
   }
   result.source = binder.finish(std::move(rows), std::move(outputs));
   return result;

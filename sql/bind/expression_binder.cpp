@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "db_string/string_encoder.h"
+#include "like/like.h"
 #include "physical_queryplan/query_plan.h"
 #include "sql/bind/literals.h"
 
@@ -117,6 +119,18 @@ kind kind_named(syntax::type_name const& type) {
   return kind::null;
 }
 
+// A pattern that is written out fails for every text when its escapes do.
+void check_pattern(syntax::expression const& pattern) {
+  auto const* const literal = std::get_if<syntax::text_literal>(&pattern.content);
+  if (!literal) return;
+  try {
+    ::like::ValidateWildcard(encoder::utf8_to_utf16(literal->text),
+                             error_handling::invalid_location);
+  } catch (error_handling::QDException const& fault) {
+    throw error(fault.code, fault.utf8, pattern.position);
+  }
+}
+
 // Whether a cast between two kinds has a result for some value. The plan model has casts that always
 // fail when they run: from text, from the floating kinds to numeric, from double to real, to text.
 bool cast_can_succeed(kind target, kind source) {
@@ -128,6 +142,22 @@ bool cast_can_succeed(kind target, kind source) {
 }
 
 }  // namespace
+
+void check_list(std::size_t items, char const* what, text_position position) {
+  if (items <= max_list_items) return;
+  throw error(error_code::limit_exceeded,
+              std::string(what) + " has more than " + std::to_string(max_list_items) + " items",
+              position);
+}
+
+void expression_binder::note_copies(Expression const& copied, std::size_t copies,
+                                    text_position position) {
+  copied_parts_ += algebra::size_of(copied) * copies;
+  if (copied_parts_ > max_copied_parts) {
+    throw error(error_code::limit_exceeded,
+                "expressions that use an operand several times are nested too deeply", position);
+  }
+}
 
 Expression expression_binder::bind(syntax::expression const& source, scope const& visible,
                                    char const* place) {
@@ -180,6 +210,13 @@ Expression expression_binder::converted(Expression value, kind target) {
                                 std::move(value));
   }
   return algebra::cast(target, std::move(value));
+}
+
+Expression expression_binder::enforced(Expression value, kind target) {
+  bool const open = open_parameter(value).has_value();
+  value = converted(std::move(value), target);
+  return open && algebra::has_cast(target, target) ? algebra::cast(target, std::move(value))
+                                                   : std::move(value);
 }
 
 kind expression_binder::common_kind(kind left, kind right, char const* what,
@@ -462,8 +499,9 @@ Expression expression_binder::bind_content(syntax::is_test const& test, surround
 }
 
 Expression expression_binder::bind_content(syntax::in_list const& list, surroundings const& around,
-                                           text_position) {
+                                           text_position position) {
   Expression const operand = bind(*list.operand, around);
+  note_copies(operand, list.items.size(), position);
   std::vector<Expression> alternatives;
   alternatives.reserve(list.items.size());
   for (syntax::expression_ptr const& item : list.items) {
@@ -479,6 +517,7 @@ Expression expression_binder::bind_content(syntax::between const& between,
   Expression operand = bind(*between.operand, around);
   Expression low = bind(*between.low, around);
   Expression high = bind(*between.high, around);
+  note_copies(operand, 1, position);
   Expression from =
       compared(algebra::comparison::greater_or_equal, operand, std::move(low), position);
   Expression to =
@@ -491,6 +530,7 @@ Expression expression_binder::bind_content(syntax::like const& like, surrounding
                                            text_position position) {
   Expression text = as_text(bind(*like.operand, around), "LIKE", position);
   Expression pattern = as_text(bind(*like.pattern, around), "LIKE", position);
+  check_pattern(*like.pattern);
   Expression match = algebra::like(std::move(text), std::move(pattern));
   return like.negated ? algebra::logical_not(std::move(match)) : match;
 }
@@ -499,8 +539,12 @@ Expression expression_binder::bind_content(syntax::like const& like, surrounding
 
 Expression expression_binder::bind_content(syntax::case_expression const& source,
                                            surroundings const& around, text_position position) {
+  check_list(source.branches.size(), "CASE", position);
   std::optional<Expression> operand;
-  if (source.operand) operand = bind(*source.operand, around);
+  if (source.operand) {
+    operand = bind(*source.operand, around);
+    note_copies(*operand, source.branches.size(), position);
+  }
   std::vector<Expression> conditions;
   std::vector<Expression> results;
   for (syntax::case_expression::branch const& branch : source.branches) {
@@ -528,14 +572,10 @@ Expression expression_binder::bind_content(syntax::cast const& cast, surrounding
                 cast.target.position);
   }
   kind const target = kind_named(cast.target);
-  Expression const source = bind(*cast.operand, around);
-  bool const open = open_parameter(source).has_value();
-  Expression value = with_kind(source, target);
+  Expression value = bind(*cast.operand, around);
   kind const own = algebra::kind_of(value);
-  // Of a parameter anything may come, so it is converted in any case.
-  if (open && algebra::has_cast(target, target)) return algebra::cast(target, std::move(value));
   if (own == target) return value;
-  if (own == kind::null) return converted(std::move(value), target);
+  if (own == kind::null) return enforced(std::move(value), target);
   if (!cast_can_succeed(target, own)) {
     refuse_kind(std::string("there is no cast from ") + algebra::kind_name(own) + " to " +
                     algebra::kind_name(target),

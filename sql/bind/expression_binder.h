@@ -9,6 +9,16 @@
 
 namespace qd::sql {
 
+// Items of a CASE, COALESCE or concat; expressions of GROUP BY and ORDER BY. Each item of the first
+// two is one level of the plan.
+inline constexpr std::size_t max_list_items = 1000;
+// Parts of expressions that one statement may have copied, by operations that use an operand twice.
+// Such operations inside one another double their copies at every level.
+inline constexpr std::size_t max_copied_parts = 500000;
+
+// Throws limit_exceeded for longer lists.
+void check_list(std::size_t items, char const* what, text_position position);
+
 // The aggregates of one SELECT, in the order in which they were met; equal ones stand once.
 struct collected_aggregates {
   std::vector<algebra::AggregateVariant> aggregates;
@@ -42,7 +52,8 @@ class expression_binder {
   algebra::Expression as_condition(algebra::Expression condition, text_position position,
                                    char const* place);
 
-  // left = right, and the first of both that is not NULL; as USING needs them.
+  // left = right, and the first of both that is not NULL; as USING needs them. The sides of
+  // first_present are variables.
   algebra::Expression equality(algebra::Expression left, algebra::Expression right,
                                text_position position);
   algebra::Expression first_present(algebra::Expression left, algebra::Expression right,
@@ -52,6 +63,8 @@ class expression_binder {
   algebra::Expression with_kind(algebra::Expression value, algebra::kind wanted);
   // Converts a value to a kind that common_kind gave for it.
   algebra::Expression converted(algebra::Expression value, algebra::kind target);
+  // The same, also of a parameter of no kind, whose value may be anything.
+  algebra::Expression enforced(algebra::Expression value, algebra::kind target);
   // The kind that values of both kinds convert to. Throws wrong_type, naming `what`.
   static algebra::kind common_kind(algebra::kind left, algebra::kind right, char const* what,
                                    text_position position);
@@ -109,6 +122,8 @@ class expression_binder {
                                algebra::Expression right, text_position position);
   algebra::Expression calculated(algebra::arithmetic operation, algebra::Expression left,
                                  algebra::Expression right, text_position position);
+  // Counts copies of an expression that is used several times.
+  void note_copies(algebra::Expression const& copied, std::size_t copies, text_position position);
   // The value as a text; refused when it is of another kind.
   algebra::Expression as_text(algebra::Expression value, char const* what, text_position position);
   algebra::Expression as_boolean(algebra::Expression value, char const* what,
@@ -120,6 +135,7 @@ class expression_binder {
   binding_context const& context_;
   name_resolver& names_;
   std::int32_t values_ = 0;
+  std::size_t copied_parts_ = 0;
   std::map<std::int32_t, std::u16string> referenced_classes_;  // By the number of a new value.
 };
 

@@ -1,6 +1,7 @@
 // FROM: tables, derived tables and joins, and the names that they bring into scope.
 #include <algorithm>
 
+#include "db_string/string_encoder.h"
 #include "physical_queryplan/query_plan.h"
 #include "sql/bind/query_binder.h"
 
@@ -17,8 +18,24 @@ std::string shown(syntax::object_name const& name) {
   return text;
 }
 
-void rename_columns(source& renamed, std::vector<std::string> const& names,
-                    text_position position) {
+}  // namespace
+
+table_info const& query_binder::table_named(syntax::object_name const& name) const {
+  table_info const* const table = context_.catalogue.find(context_.reader, name);
+  if (!table) {
+    std::vector<std::string> known;
+    for (common_table const& common : common_tables_) known.push_back(common.definition->name);
+    for (std::u16string const& one : context_.reader.class_names()) {
+      known.push_back(encoder::utf16_to_utf8(one));
+    }
+    throw error(error_code::unknown_name,
+                "there is no table " + shown(name) + suggestion(shown(name), known), name.position);
+  }
+  return *table;
+}
+
+void query_binder::rename_columns(source& renamed, std::vector<std::string> const& names,
+                                  text_position position) {
   std::size_t next = 0;
   for (std::string const& name : names) {
     while (next < renamed.columns.size() && renamed.columns[next].hidden) ++next;
@@ -29,25 +46,14 @@ void rename_columns(source& renamed, std::vector<std::string> const& names,
   }
 }
 
-}  // namespace
-
-table_info const& query_binder::table_named(syntax::object_name const& name) const {
-  table_info const* const table = context_.catalogue.find(context_.reader, name);
-  if (!table) {
-    throw error(error_code::unknown_name, "there is no table " + shown(name), name.position);
-  }
-  return *table;
-}
-
-void query_binder::add_source(scope& names, source added, text_position position) {
-  for (source const* other : names.sources) {
-    if (other->name == added.name) {
-      throw error(error_code::ambiguous_name,
-                  "the name " + added.name.back() + " stands for two tables", position);
-    }
+source& query_binder::add_source(source added) {
+  if (sources_.size() >= max_statement_tables) {
+    throw error(error_code::limit_exceeded,
+                "a statement reads at most " + std::to_string(max_statement_tables) + " tables",
+                added.position);
   }
   sources_.push_back(std::move(added));
-  names.sources.push_back(&sources_.back());
+  return sources_.back();
 }
 
 source& query_binder::open_table(syntax::object_name const& name, std::string const& alias,
@@ -68,25 +74,24 @@ source& query_binder::open_table(syntax::object_name const& name, std::string co
   }
   rows = algebra::make_relation(algebra::table{variable});
   opened.relation = rows.get();
-  sources_.push_back(std::move(opened));
-  return sources_.back();
+  return add_source(std::move(opened));
 }
 
 relation_ptr query_binder::bind_table(syntax::from_item const& item, scope& names) {
   syntax::object_name const& name = std::get<syntax::table_item>(item.content).table;
   if (name.parts.size() == 1) {
     for (std::size_t i = common_tables_.size(); i-- > 0;) {
-      syntax::common_table const& common = *common_tables_[i];
+      syntax::common_table const& common = *common_tables_[i].definition;
       if (common.name != name.parts[0]) continue;
+      common_tables_[i].used = true;
       // Its query sees those before it, and is bound anew for every use.
-      visible_tables const outer = common_tables_;
+      visible_tables after(common_tables_.begin() + static_cast<std::ptrdiff_t>(i),
+                           common_tables_.end());
       common_tables_.resize(i);
       scope inside;
-      relation_ptr rows = bind_derived(*common.query, item, inside);
-      common_tables_ = outer;
-      source& added = *inside.sources.back();
-      if (item.column_aliases.empty()) rename_columns(added, common.column_aliases, item.position);
-      if (item.alias.empty()) added.name = name.parts;
+      relation_ptr rows = bind_derived(*common.query, common.column_aliases, item, inside);
+      common_tables_.insert(common_tables_.end(), after.begin(), after.end());
+      if (item.alias.empty()) inside.sources.back()->name = name.parts;
       merge(names, {}, std::move(inside));
       return rows;
     }
@@ -100,8 +105,9 @@ relation_ptr query_binder::bind_table(syntax::from_item const& item, scope& name
   return rows;
 }
 
-relation_ptr query_binder::bind_derived(syntax::query const& query, syntax::from_item const& item,
-                                        scope& names) {
+relation_ptr query_binder::bind_derived(syntax::query const& query,
+                                        std::vector<std::string> const& column_names,
+                                        syntax::from_item const& item, scope& names) {
   body inner = bind_query(query);
   name_outputs(inner.rows, inner.outputs);
   source derived{.name = {item.alias},
@@ -115,8 +121,9 @@ relation_ptr query_binder::bind_derived(syntax::query const& query, syntax::from
     derived.columns.push_back(
         {output.name, output.value, expressions_.referenced_class(output.value), false});
   }
+  rename_columns(derived, column_names, item.position);
   rename_columns(derived, item.column_aliases, item.position);
-  add_source(names, std::move(derived), item.position);
+  names.sources.push_back(&add_source(std::move(derived)));
   return std::move(inner.rows);
 }
 
@@ -124,7 +131,8 @@ void query_binder::merge(scope& into, scope left, scope right) {
   for (scope* side : {&left, &right}) {
     for (source* from : side->sources) {
       for (source const* other : into.sources) {
-        if (other->name == from->name) {
+        // A derived table without an alias has no name.
+        if (other->name == from->name && !from->name.back().empty()) {
           throw error(error_code::ambiguous_name,
                       "the name " + from->name.back() + " stands for two tables", from->position);
         }
@@ -137,6 +145,7 @@ void query_binder::merge(scope& into, scope left, scope right) {
 
 std::vector<Expression> query_binder::bind_using(syntax::join_item const& join, scope const& left,
                                                  scope const& right, scope& both,
+                                                 std::vector<algebra::Alias>& computed,
                                                  text_position position) {
   std::vector<Expression> conditions;
   for (std::string const& name : join.using_columns) {
@@ -150,7 +159,13 @@ std::vector<Expression> query_binder::bind_using(syntax::join_item const& join, 
     merged_column merged{name, from_left->value, from_left->referenced_class, {}};
     if (join.kind == syntax::join_kind::right) merged.value = from_right->value;
     if (join.kind == syntax::join_kind::full) {
-      merged.value = expressions_.first_present(from_left->value, from_right->value, position);
+      // A value of its own, as chains of such joins would use each side's twice.
+      Expression present =
+          expressions_.first_present(from_left->value, from_right->value, position);
+      algebra::PhysicalVariable const variable = expressions_.new_value(algebra::kind_of(present));
+      expressions_.note_referenced_class(variable, from_left->referenced_class);
+      merged.value = physical_queryplan::AsExpression(variable);
+      computed.push_back({std::move(present), variable});
     }
     for (scope const* side : {&left, &right}) {
       for (source const* from : side->sources) {
@@ -174,8 +189,9 @@ relation_ptr query_binder::bind_join(syntax::from_item const& item, scope& names
   scope both;
   merge(both, left_names, right_names);
   std::vector<Expression> conditions;
+  std::vector<algebra::Alias> computed;
   if (!join.using_columns.empty()) {
-    conditions = bind_using(join, left_names, right_names, both, item.position);
+    conditions = bind_using(join, left_names, right_names, both, computed, item.position);
   } else if (join.condition) {
     conditions =
         algebra::conjuncts(expressions_.bind_condition(*join.condition, both, "JOIN ... ON"));
@@ -195,15 +211,17 @@ relation_ptr query_binder::bind_join(syntax::from_item const& item, scope& names
     case syntax::join_kind::full:
       break;
   }
-  return algebra::make_relation(algebra::join{algebra::join_kind::full, std::move(left),
-                                              std::move(right), std::move(conditions)});
+  relation_ptr joined = algebra::make_relation(algebra::join{
+      algebra::join_kind::full, std::move(left), std::move(right), std::move(conditions)});
+  if (computed.empty()) return joined;
+  return algebra::make_relation(algebra::compute{std::move(computed), std::move(joined)});
 }
 
 relation_ptr query_binder::bind_item(syntax::from_item const& item, scope& names) {
   if (std::holds_alternative<syntax::table_item>(item.content)) return bind_table(item, names);
   if (auto const* derived = std::get_if<syntax::derived_item>(&item.content)) {
     scope inside;
-    relation_ptr rows = bind_derived(*derived->query, item, inside);
+    relation_ptr rows = bind_derived(*derived->query, {}, item, inside);
     merge(names, {}, std::move(inside));
     return rows;
   }

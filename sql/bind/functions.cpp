@@ -23,13 +23,11 @@ void check_count(syntax::function_call const& call, std::size_t least, std::size
     refuse(call.name + " takes neither * nor DISTINCT", position);
   }
   if (call.arguments.size() < least || call.arguments.size() > most) {
-    std::string const count =
-        least == most ? std::to_string(least) : "at least " + std::to_string(least);
+    std::string count = std::to_string(least);
+    if (least != most) count += " to " + std::to_string(most);
     refuse(call.name + " takes " + count + (most == 1 ? " argument" : " arguments"), position);
   }
 }
-
-constexpr std::size_t any_number = ~std::size_t{0};
 
 struct named_aggregate {
   char const* name;
@@ -54,12 +52,13 @@ Expression expression_binder::bind_content(syntax::function_call const& call,
                                            surroundings const& around, text_position position) {
   if (find_aggregate(call.name)) return bind_aggregate(call, around, position);
   if (call.name == "coalesce") {
-    check_count(call, 1, any_number, position);
+    check_count(call, 1, max_list_items, position);
     std::vector<Expression> values = bind_all(call.arguments, around);
     kind const common = unify(values, "the arguments of coalesce", position);
     Expression value = std::move(values.back());
     if (algebra::kind_of(value) != common) value = converted(std::move(value), common);
     for (std::size_t i = values.size() - 1; i-- > 0;) {
+      note_copies(values[i], 1, position);
       Expression present = algebra::null_test(true, values[i]);
       value =
           algebra::conditional(common, std::move(present), std::move(values[i]), std::move(value));
@@ -71,12 +70,15 @@ Expression expression_binder::bind_content(syntax::function_call const& call,
     Expression value = bind(*call.arguments[0], around);
     Expression other = bind(*call.arguments[1], around);
     value = with_kind(std::move(value), algebra::kind_of(other));
+    // Of two parameters nothing tells a kind.
+    value = with_kind(std::move(value), kind::text);
     kind const own = algebra::kind_of(value);
+    note_copies(value, 1, position);
     Expression same = compared(algebra::comparison::equal, value, std::move(other), position);
     return algebra::conditional(own, std::move(same), algebra::null_literal(), std::move(value));
   }
   if (call.name == "concat") {
-    check_count(call, 1, any_number, position);
+    check_count(call, 1, max_list_items, position);
     std::vector<Expression> texts = bind_all(call.arguments, around);
     for (Expression& text : texts) text = as_text(std::move(text), "concat", position);
     return algebra::concatenate(std::move(texts));

@@ -9,9 +9,35 @@ namespace qd::sql {
 using algebra::Expression;
 using algebra::kind;
 
+void query_binder::open_common_tables(syntax::query const& query) {
+  for (std::size_t i = 0; i < query.with.size(); ++i) {
+    syntax::common_table const& added = query.with[i];
+    for (std::size_t j = 0; j < i; ++j) {
+      if (query.with[j].name != added.name) continue;
+      throw error(error_code::ambiguous_name, "the name " + added.name + " stands for two queries",
+                  added.position);
+    }
+    common_tables_.push_back({&added, false});
+  }
+}
+
+void query_binder::check_unused_common_tables(std::size_t first) {
+  for (std::size_t i = common_tables_.size(); i-- > first;) {
+    if (common_tables_[i].used) continue;
+    // Nobody asks for its rows; what is wrong with it is said all the same.
+    visible_tables after(common_tables_.begin() + static_cast<std::ptrdiff_t>(i),
+                         common_tables_.end());
+    common_tables_.resize(i);
+    std::size_t const sources = sources_.size();
+    bind_query(*after.front().definition->query);
+    sources_.erase(sources_.begin() + static_cast<std::ptrdiff_t>(sources), sources_.end());
+    common_tables_.insert(common_tables_.end(), after.begin(), after.end());
+  }
+}
+
 query_binder::body query_binder::bind_query(syntax::query const& query) {
-  visible_tables const outer = common_tables_;
-  for (syntax::common_table const& common : query.with) common_tables_.push_back(&common);
+  std::size_t const outer = common_tables_.size();
+  open_common_tables(query);
   body result;
   if (auto const* select = std::get_if<syntax::select_core>(&query.body)) {
     result = bind_select(*select, query);
@@ -24,15 +50,15 @@ query_binder::body query_binder::bind_query(syntax::query const& query) {
     sort_outputs(result, query);
     limit(result, query);
   }
-  common_tables_ = outer;
+  check_unused_common_tables(outer);
+  common_tables_.resize(outer);
   return result;
 }
 
-query_binder::body query_binder::bind_values(syntax::values_list const& values) {
+std::vector<std::vector<Expression>> query_binder::bind_rows(syntax::values_list const& values) {
   std::size_t const width = values.rows.front().size();
   scope const nothing;
   std::vector<std::vector<Expression>> rows;
-  std::vector<kind> kinds(width, kind::null);
   rows.reserve(values.rows.size());
   for (std::vector<syntax::expression_ptr> const& syntax_row : values.rows) {
     if (syntax_row.size() != width) {
@@ -41,33 +67,51 @@ query_binder::body query_binder::bind_values(syntax::values_list const& values) 
     }
     std::vector<Expression>& row = rows.emplace_back();
     row.reserve(width);
-    for (std::size_t i = 0; i < width; ++i) {
-      row.push_back(expressions_.bind(*syntax_row[i], nothing, "VALUES"));
-      kinds[i] = expression_binder::common_kind(kinds[i], algebra::kind_of(row.back()),
-                                                "a column of VALUES", syntax_row[i]->position);
+    for (syntax::expression_ptr const& value : syntax_row) {
+      row.push_back(expressions_.bind(*value, nothing, "VALUES"));
     }
   }
-  algebra::rows content{{}, {}};
+  return rows;
+}
+
+query_binder::body query_binder::rows_of(syntax::values_list const& values,
+                                         std::vector<std::vector<Expression>> rows,
+                                         std::vector<kind> const& kinds) {
+  algebra::rows content{{}, std::move(rows)};
   body result;
-  for (std::size_t i = 0; i < width; ++i) {
-    if (kinds[i] == kind::null) kinds[i] = kind::text;
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
     algebra::PhysicalVariable const variable = expressions_.new_value(kinds[i]);
     content.variables.push_back(variable);
     result.outputs.push_back({"column" + std::to_string(i + 1),
                               physical_queryplan::AsExpression(variable),
                               values.rows.front()[i]->position});
-    for (std::vector<Expression>& row : rows) {
-      // NULL is NULL in every kind.
-      if (algebra::kind_of(row[i]) == kind::null) {
-        row[i] = expressions_.with_kind(std::move(row[i]), kinds[i]);
-      } else {
-        row[i] = expressions_.converted(std::move(row[i]), kinds[i]);
-      }
-    }
   }
-  content.expressions = std::move(rows);
   result.rows = algebra::make_relation(std::move(content));
   return result;
+}
+
+query_binder::body query_binder::bind_values(syntax::values_list const& values) {
+  std::vector<std::vector<Expression>> rows = bind_rows(values);
+  std::vector<kind> kinds(values.rows.front().size(), kind::null);
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      kinds[i] =
+          expression_binder::common_kind(kinds[i], algebra::kind_of(rows[row][i]),
+                                         "a column of VALUES", values.rows[row][i]->position);
+    }
+  }
+  for (kind& column : kinds) {
+    if (column == kind::null) column = kind::text;
+  }
+  for (std::vector<Expression>& row : rows) {
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      // NULL is NULL in every kind.
+      row[i] = algebra::kind_of(row[i]) == kind::null
+                   ? expressions_.with_kind(std::move(row[i]), kinds[i])
+                   : expressions_.converted(std::move(row[i]), kinds[i]);
+    }
+  }
+  return rows_of(values, std::move(rows), kinds);
 }
 
 query_binder::body query_binder::bind_union(syntax::union_of const& both) {
@@ -93,8 +137,8 @@ query_binder::body query_binder::bind_union(syntax::union_of const& both) {
     if (class_name == expressions_.referenced_class(second.value)) {
       expressions_.note_referenced_class(variable, std::move(class_name));
     }
-    left_values.push_back({expressions_.converted(std::move(first.value), common), variable});
-    right_values.push_back({expressions_.converted(std::move(second.value), common), variable});
+    left_values.push_back({expressions_.enforced(std::move(first.value), common), variable});
+    right_values.push_back({expressions_.enforced(std::move(second.value), common), variable});
     united.outputs.push_back(variable);
     result.outputs.push_back(
         {first.name, physical_queryplan::AsExpression(variable), first.position});
@@ -110,6 +154,7 @@ query_binder::body query_binder::bind_union(syntax::union_of const& both) {
 
 void query_binder::sort_outputs(body& current, syntax::query const& query) {
   if (query.order_by.empty()) return;
+  check_list(query.order_by.size(), "ORDER BY", query.position);
   // Only outputs are in scope: columns of a source without a name.
   source outputs{.name = {""},
                  .table = nullptr,
@@ -141,9 +186,9 @@ std::optional<Expression> query_binder::bind_count(syntax::expression const* cou
   Expression value =
       expressions_.with_kind(expressions_.bind(*count, nothing, place), kind::signed_integer);
   kind const own = algebra::kind_of(value);
-  if (own != kind::signed_integer && own != kind::unsigned_integer && own != kind::null) {
+  if (!algebra::is_numeric(own) && own != kind::null) {
     throw error(error_code::wrong_type,
-                std::string(place) + " takes an integer, not " + algebra::kind_name(own),
+                std::string(place) + " takes a number, not " + algebra::kind_name(own),
                 count->position);
   }
   return value;

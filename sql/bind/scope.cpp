@@ -86,6 +86,11 @@ std::string suggestion(std::string const& name, std::vector<std::string> const& 
 
 algebra::TableVariable name_resolver::new_variable(table_info const& table,
                                                    text_position position) {
+  if (static_cast<std::size_t>(occurrences_) >= max_statement_tables) {
+    throw error(error_code::limit_exceeded,
+                "a statement reads at most " + std::to_string(max_statement_tables) + " tables",
+                position);
+  }
   shared_classes::Position const place{++occurrences_, static_cast<std::int32_t>(position)};
   return {table.table, {place, place}, {}};
 }
@@ -209,9 +214,17 @@ named_value name_resolver::resolve(scope const& names, std::vector<std::string> 
   }
   if (parts.size() > 1) {
     if (std::optional<named_value> column = find_column(names, parts[0], position)) {
-      auto const owner = std::find_if(
-          names.sources.begin(), names.sources.end(),
-          [&](source const* from) { return column_named(*from, parts[0]) != nullptr; });
+      // A column that USING merged has the value of one of its sides' columns.
+      auto const owner =
+          std::find_if(names.sources.begin(), names.sources.end(), [&](source const* from) {
+            source_column const* const own = column_named(*from, parts[0]);
+            return own && algebra::equal(own->value, column->value);
+          });
+      if (owner == names.sources.end()) {
+        throw error(error_code::not_supported,
+                    "a path from " + parts[0] + ", which a FULL JOIN merged, is not supported",
+                    position);
+      }
       return follow(**owner, std::move(*column), parts, 1, position);
     }
     throw error(error_code::unknown_name, "there is no table or column " + parts[0], position);

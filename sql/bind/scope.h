@@ -12,6 +12,10 @@
 
 namespace qd::sql {
 
+// Tables that one statement can read, those behind references and every use of a common table
+// expression counted. Common table expressions that use one another twice each grow without it.
+inline constexpr std::size_t max_statement_tables = 1000;
+
 // A column of a source.
 struct source_column {
   std::string name;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "db_string/string_encoder.h"
 #include "physical_queryplan/query_plan.h"
 #include "sql/bind/query_binder.h"
 
@@ -42,6 +43,21 @@ std::string name_of(syntax::expression const& value) {
 std::string const* bare_name(syntax::expression const& value) {
   auto const* const path = std::get_if<syntax::column_path>(&value.content);
   return path && path->parts.size() == 1 ? &path->parts[0] : nullptr;
+}
+
+// The name of a stored column, or what else a variable is.
+std::string shown(algebra::PhysicalVariable const& variable) {
+  return std::visit(
+      []<typename T>(T const& alternative) -> std::string {
+        if constexpr (requires { alternative.column; }) {
+          return "column " + encoder::utf16_to_utf8(alternative.column.FullName());
+        } else if constexpr (requires { alternative.table; }) {
+          return "table " + encoder::utf16_to_utf8(alternative.table.FullName());
+        } else {
+          return "a column";
+        }
+      },
+      variable);
 }
 
 }  // namespace
@@ -109,6 +125,11 @@ void query_binder::expand_star(syntax::star const& star, text_position position,
 
 void query_binder::bind_outputs(selection& current) {
   for (syntax::output_item const& item : current.syntax.outputs) {
+    if (current.outputs.size() > max_outputs) {
+      throw error(error_code::limit_exceeded,
+                  "a query has at most " + std::to_string(max_outputs) + " outputs",
+                  item.value->position);
+    }
     if (auto const* star = std::get_if<syntax::star>(&item.value->content)) {
       expand_star(*star, item.value->position, current.names, current.outputs);
       continue;
@@ -117,6 +138,22 @@ void query_binder::bind_outputs(selection& current) {
     current.outputs.push_back({item.alias.empty() ? name_of(*item.value) : item.alias,
                                std::move(value), item.value->position});
   }
+}
+
+bound_output const* query_binder::output_named(std::vector<bound_output> const& outputs,
+                                               syntax::expression const& item) const {
+  auto const* const path = std::get_if<syntax::column_path>(&item.content);
+  if (!path || path->parts.size() != 1) return nullptr;
+  bound_output const* found = nullptr;
+  for (bound_output const& output : outputs) {
+    if (output.name != path->parts[0]) continue;
+    if (found && !algebra::equal(found->value, output.value)) {
+      throw error(error_code::ambiguous_name, "the name " + output.name + " stands for two outputs",
+                  item.position);
+    }
+    found = &output;
+  }
+  return found;
 }
 
 bound_output const* query_binder::output_at(std::vector<bound_output> const& outputs,
@@ -136,6 +173,8 @@ bound_output const* query_binder::output_at(std::vector<bound_output> const& out
 }
 
 void query_binder::bind_group_by(selection& current) {
+  if (current.syntax.group_by.empty()) return;
+  check_list(current.syntax.group_by.size(), "GROUP BY", current.syntax.group_by[0]->position);
   for (syntax::expression_ptr const& item : current.syntax.group_by) {
     std::optional<Expression> value;
     if (bound_output const* output = output_at(current.outputs, *item, "GROUP BY")) {
@@ -143,12 +182,9 @@ void query_binder::bind_group_by(selection& current) {
     } else if (std::string const* name = bare_name(*item)) {
       // A column of the rows comes before an output of that name.
       std::optional<named_value> column = names_.find_column(current.names, *name, item->position);
-      auto const named =
-          std::find_if(current.outputs.begin(), current.outputs.end(),
-                       [&](bound_output const& candidate) { return candidate.name == *name; });
       if (column) {
         value = std::move(column->value);
-      } else if (named != current.outputs.end()) {
+      } else if (bound_output const* named = output_named(current.outputs, *item)) {
         value = named->value;
       }
     }
@@ -176,15 +212,13 @@ void query_binder::bind_group_by(selection& current) {
 }
 
 void query_binder::bind_order(selection& current, syntax::query const& query) {
+  check_list(query.order_by.size(), "ORDER BY", query.position);
   for (syntax::sort_item const& item : query.order_by) {
     std::optional<Expression> value;
     if (bound_output const* output = output_at(current.outputs, *item.key, "ORDER BY")) {
       value = output->value;
-    } else if (std::string const* name = bare_name(*item.key)) {
-      auto const named =
-          std::find_if(current.outputs.begin(), current.outputs.end(),
-                       [&](bound_output const& candidate) { return candidate.name == *name; });
-      if (named != current.outputs.end()) value = named->value;
+    } else if (bound_output const* named = output_named(current.outputs, *item.key)) {
+      value = named->value;
     }
     if (!value) value = expressions_.bind(*item.key, current.names, current.aggregates);
     current.order.push_back({std::move(*value), &item});
@@ -211,7 +245,8 @@ Expression query_binder::grouped(selection const& current, Expression value,
         [&](collected_aggregates::origin const& one) { return one.output == variable; });
     if (!is_key && !is_aggregate) {
       throw error(error_code::bad_grouping,
-                  "a column must appear in GROUP BY or in an aggregate to be used here", position);
+                  shown(variable) + " must appear in GROUP BY or in an aggregate to be used here",
+                  position);
     }
   });
   return value;
@@ -253,36 +288,51 @@ query_binder::body query_binder::bind_select(syntax::select_core const& select,
         expressions_.bind(*select.having, current.names, current.aggregates),
         select.having->position, "HAVING");
   }
-  // Behind DISTINCT only the outputs are left to sort by.
-  if (!select.distinct) bind_order(current, query);
+  bind_order(current, query);
   if (current.is_grouped()) group(current);
 
   body result{std::move(current.rows), std::move(current.outputs)};
-  if (select.distinct) {
-    distinct(result);
-    sort_outputs(result, query);
-  } else if (!current.order.empty()) {
+  current.outputs.clear();
+  if (select.distinct || !current.order.empty()) {
     // Outputs that are sorted by are computed once, below the sort.
-    std::vector<Expression> const values = [&] {
-      std::vector<Expression> list;
-      for (bound_output const& output : result.outputs) list.push_back(output.value);
-      return list;
-    }();
+    for (bound_output const& output : result.outputs) current.outputs.push_back(output);
     name_outputs(result.rows, result.outputs);
-    std::vector<algebra::sort_key> keys;
-    for (selection::key& key : current.order) {
-      for (std::size_t i = 0; i < values.size(); ++i) {
-        if (algebra::equal(values[i], key.value)) {
-          key.value = result.outputs[i].value;
-          break;
-        }
-      }
-      add_sort_key(keys, *key.item, std::move(key.value));
-    }
-    sort(result.rows, std::move(keys));
   }
+  if (select.distinct) distinct(result);
+  order(result, current);
   limit(result, query);
   return result;
+}
+
+void query_binder::order(body& result, selection& current) {
+  std::vector<algebra::sort_key> keys;
+  for (selection::key& key : current.order) {
+    Expression value = algebra::replace(std::move(key.value),
+                                        [&](Expression const& part) -> std::optional<Expression> {
+                                          // Below its variable an output may be a literal, which stands for itself.
+                                          if (algebra::is_constant(part)) return std::nullopt;
+                                          for (std::size_t i = 0; i < result.outputs.size(); ++i) {
+                                            if (algebra::equal(current.outputs[i].value, part))
+                                              return result.outputs[i].value;
+                                          }
+                                          return std::nullopt;
+                                        });
+    if (current.syntax.distinct) {
+      // Nothing but the outputs is left to sort by.
+      algebra::for_each_variable(value, [&](algebra::PhysicalVariable const& variable) {
+        bool const is_output = std::any_of(
+            result.outputs.begin(), result.outputs.end(),
+            [&](bound_output const& output) { return as_variable(output.value) == variable; });
+        if (!is_output) {
+          throw error(error_code::bad_grouping,
+                      shown(variable) + " must be an output to sort SELECT DISTINCT by",
+                      key.item->key->position);
+        }
+      });
+    }
+    add_sort_key(keys, *key.item, std::move(value));
+  }
+  sort(result.rows, std::move(keys));
 }
 
 void query_binder::name_outputs(relation_ptr& rows, std::vector<bound_output>& outputs) {
@@ -330,6 +380,10 @@ void query_binder::distinct(body& current) {
 void query_binder::add_sort_key(std::vector<algebra::sort_key>& keys, syntax::sort_item const& item,
                                 Expression key) {
   if (algebra::is_constant(key)) return;  // Sorts nothing, and NULL has no kind to sort by.
+  bool const decided = std::any_of(keys.begin(), keys.end(), [&](algebra::sort_key const& earlier) {
+    return algebra::equal(earlier.expression, key);
+  });
+  if (decided) return;
   using nulls = syntax::sort_item::nulls;
   // NULL comes first ascending and last descending; the other way round takes a key of its own.
   if (item.ascending && item.where == nulls::last) {
