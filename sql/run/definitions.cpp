@@ -64,12 +64,14 @@ class table_definition {
   void define() {
     embedded::transaction& kernel = run_.kernel();
     run_.connection.before_schema_change(*run_.transaction);
-    kernel.define_class(class_);
+    auto const defined = std::make_shared<bool>(false);
     // With the class its indexes go, too.
-    run_.undo.emplace_back([&kernel, this_name = class_.name, &run = run_] {
+    run_.undo.emplace_back([defined, &kernel, name = class_.name, &run = run_] {
       run.connection.before_schema_change(*run.transaction);
-      kernel.drop_class(this_name);
+      if (*defined) kernel.drop_class(name);
     });
+    kernel.define_class(class_);
+    *defined = true;
     for (embedded::index_definition const& index : indexes_) kernel.define_index(index);
   }
 

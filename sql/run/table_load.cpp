@@ -49,8 +49,8 @@ table_load::table_load(run_context& run, table_info const& table, std::vector<st
     ways_.push_back({&column, by_key, field_converter(type, format)});
   }
   values_.resize(columns.size());
-  loaded_->open.emplace(run.kernel().prepare_bulk_insert(table.class_name, names.kernel_names()));
   run.undo.emplace_back([kernel = &run.kernel(), loaded = loaded_] { loaded->take_back(*kernel); });
+  loaded_->open.emplace(run.kernel().prepare_bulk_insert(table.class_name, names.kernel_names()));
 }
 
 void table_load::add(std::span<csv_field const> fields, std::uint64_t line) {
