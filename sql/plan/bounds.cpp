@@ -182,6 +182,7 @@ class finder {
     bound result = with_value(*column, kind, algebra::null_literal(), share);
     result.exclude_null = false;
     result.exact = true;
+    result.pins = kind == bound_kind::equal;
     return result;
   }
 
@@ -209,10 +210,22 @@ class finder {
                  .pins = false,
                  .share = share};
     std::optional<Expression> literal = literal_of_kind(table_.columns[column].kind, value);
-    result.exact = literal.has_value();
+    result.exact = literal || is_stored(table_.columns[column].kind, value);
     result.pins = literal && kind == bound_kind::equal;
     result.values.push_back(literal ? std::move(*literal) : value);
     return result;
+  }
+
+  // A stored column of the kind, or a reference to a row: never of another kind when it runs.
+  static bool is_stored(kind wanted, Expression const& value) {
+    return algebra::kind_of(value) == wanted && std::visit(
+                                                    []<typename T>(T const&) {
+                                                      return requires(T const& alternative) {
+                                                        alternative.table_variable;
+                                                      }
+                                                      || std::is_same_v<T, TableVariable>;
+                                                    },
+                                                    value.variant);
   }
 
   // The number of the table's column that the expression is.

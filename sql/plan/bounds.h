@@ -21,12 +21,14 @@ struct bound {
   std::vector<Expression> values;
   variable_set uses;  // What the operand reads.
   bool exclude_null;  // False of the bounds that stand for IS NULL and IS NOT NULL.
-  // Whether the keys within the bound are those for which the condition holds. It is not when the
-  // operand's value, which may be NULL, NaN or between two keys, is known only at run time.
+  // Whether the keys within the bound are those for which the condition holds, as long as it is on
+  // the last column that is bounded. It is not when the operand may have another kind than the
+  // column when it runs, as a parameter may, or lies between two keys.
   bool exact;
-  // Whether it is an equality with literals of the column's own kind, so that a following column's
-  // bounds apply to a single key each time. An equality with anything else may turn out to be an
-  // empty interval, of which an earlier column of a key keeps the key and not the emptiness.
+  // Whether it is an equality with a value that is known now: a literal of the column's own kind,
+  // or the NULL of IS NULL. Bounds on a following column then apply to a single key. An equality
+  // with anything else may turn out to be an empty interval, of which an earlier column of a key
+  // keeps the key and not the emptiness.
   bool pins;
   double share;  // Of the rows, as estimated; of equalities by the index instead.
 };
