@@ -1,0 +1,156 @@
+#include "qd/session.h"
+
+#include <ostream>
+
+#include "qd/commands.h"
+#include "qd/error_report.h"
+#include "qd/parameters.h"
+
+namespace qd::program {
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+// While it lives, a flag is set.
+class flag_scope {
+ public:
+  explicit flag_scope(std::atomic<bool>& flag) : flag_(flag) { flag_ = true; }
+  ~flag_scope() { flag_ = false; }
+  flag_scope(flag_scope const&) = delete;
+  flag_scope& operator=(flag_scope const&) = delete;
+
+ private:
+  std::atomic<bool>& flag_;
+};
+
+// Fails when nothing can be written any more: a full disk.
+void require_good(std::ostream const& out) {
+  if (!out) throw std::runtime_error("the output cannot be written");
+}
+
+}  // namespace
+
+session::session(session_settings const& settings, std::ostream& out, std::ostream& messages)
+    : out_(out),
+      messages_(messages),
+      database_(open(settings)),
+      format_(settings.format),
+      timer_(settings.timer),
+      result_(make_format(format_, out_, timer_)) {}
+
+sql::connection session::open(session_settings const& settings) {
+  sql::connection_options options;
+  options.create = !settings.existing;
+  options.on_copy_progress = [this](sql::copy_progress const& progress) {
+    progress_.show(progress);
+  };
+  options.copy_input = settings.copy_input;
+  // The lines of COPY TO STDOUT would stand between those of a format for programs.
+  bool const for_programs =
+      settings.format == output_format::json || settings.format == output_format::jsonl;
+  if (!for_programs) options.copy_output = &out_;
+  if (settings.database.empty()) return sql::connection::open_temporary(options);
+  return sql::connection::open(settings.database, options);
+}
+
+void session::set_parameters(std::vector<std::string> const& arguments) {
+  for (std::string const& each : arguments) {
+    parameters_.push_back(parameter_value(database_, each));
+  }
+}
+
+void session::set_format(output_format format) {
+  format_ = format;
+  result_ = make_format(format_, out_, timer_);
+}
+
+void session::set_timer(bool on) {
+  timer_ = on;
+  result_ = make_format(format_, out_, timer_);
+}
+
+bool session::interrupt() {
+  if (!running_) return false;
+  interrupted_ = true;
+  database_.interrupt();
+  return true;
+}
+
+bool session::run(input_piece const& piece, std::string_view script_name) {
+  interrupted_ = false;
+  try {
+    flag_scope const running(running_);
+    if (piece.is_command) return run_command(*this, piece.text);
+    run_statement(piece);
+    return true;
+  } catch (sql::error const& error) {
+    progress_.clear();
+    tell_failure(error, piece, script_name);
+    return false;
+  }
+}
+
+void session::run_statement(input_piece const& piece) {
+  progress_.restart();
+  auto const start = clock::now();
+  sql::statement statement = database_.prepare(piece.text);
+  bind_parameters(statement);
+  auto running_since = clock::now();
+  milliseconds const prepared = running_since - start;
+  milliseconds run{0};
+  result_->begin({statement.command(), statement.columns(), statement.command() == "EXPLAIN"});
+  std::uint64_t rows = 0;
+  while (statement.step()) {
+    // Writing the row is no time of the statement's.
+    auto const row_ready = clock::now();
+    run += row_ready - running_since;
+    result_->row(statement.row());
+    require_good(out_);
+    ++rows;
+    // A statement that waits for its output to be taken is not running itself.
+    if (interrupted_) throw sql::error(sql::error_code::interrupted, "the statement was stopped");
+    running_since = clock::now();
+  }
+  run += clock::now() - running_since;
+  progress_.clear();
+  if (statement.columns().empty()) rows = statement.rows_affected();
+  result_->end({rows, statement.refused_lines(), prepared, run});
+  require_good(out_);
+  if (result_->tells_everything()) return;
+  tell(refused_lines_text(statement.refused_lines()));
+}
+
+void session::bind_parameters(sql::statement& statement) {
+  std::size_t const wanted = statement.parameter_count();
+  if (wanted > parameters_.size()) {
+    throw sql::error(sql::error_code::bad_parameter,
+                     "the statement has a parameter $" + std::to_string(wanted) + ", and " +
+                         count_text(parameters_.size(), "value") + " given with -p");
+  }
+  for (std::size_t i = 0; i < wanted; ++i) statement.bind(i + 1, parameters_[i]);
+}
+
+void session::tell_failure(sql::error const& error, input_piece const& piece,
+                           std::string_view script_name) {
+  failure const why = failure_of(error, piece.text, piece.line);
+  result_->fail(why);
+  require_good(out_);
+  if (!result_->tells_everything()) tell(report(why, piece.text, script_name));
+}
+
+void session::show(std::string_view command, std::vector<sql::result_column> const& columns,
+                   std::vector<std::vector<sql::value>> const& rows, bool lines) {
+  result_->begin({command, columns, lines});
+  for (std::vector<sql::value> const& row : rows) result_->row(row);
+  result_->end({rows.size(), {}, milliseconds(0), milliseconds(0), false});
+  require_good(out_);
+}
+
+void session::tell(std::string_view text) {
+  if (text.empty()) return;
+  out_ << std::flush;
+  messages_ << text << std::flush;
+}
+
+}  // namespace qd::program

@@ -1,0 +1,81 @@
+// One run of the program: a database, and how what is asked of it is answered.
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qd/formats/result_format.h"
+#include "qd/input_splitter.h"
+#include "qd/progress_bar.h"
+#include "sql/connection.h"
+
+namespace qd::program {
+
+struct session_settings {
+  std::filesystem::path database;  // Empty: a temporary one.
+  bool existing = false;           // The database must exist.
+  output_format format = output_format::table;
+  bool timer = false;
+  // What COPY FROM STDIN reads; null when standard input is the script.
+  std::istream* copy_input = nullptr;
+};
+
+class session {
+ public:
+  // Opens the database. Results go to `out`, failures and what is beside results to `messages`.
+  session(session_settings const& settings, std::ostream& out, std::ostream& messages);
+
+  // Values of $1, $2, ... for the statements that have such.
+  void set_parameters(std::vector<std::string> const& arguments);
+
+  // Runs a statement or command and tells the outcome. Returns whether it succeeded.
+  bool run(input_piece const& piece, std::string_view script_name);
+
+  // Shows rows that a command has gathered, as those of a statement. A cell is a text or a number.
+  void show(std::string_view command, std::vector<sql::result_column> const& columns,
+            std::vector<std::vector<sql::value>> const& rows, bool lines = false);
+  // Says something beside the results.
+  void tell(std::string_view text);
+
+  sql::connection& database() { return database_; }
+
+  output_format format() const { return format_; }
+  void set_format(output_format format);
+  bool timer() const { return timer_; }
+  void set_timer(bool on);
+
+  // Asks for the end of the program.
+  void quit() { quit_ = true; }
+  bool wants_to_quit() const { return quit_; }
+
+  // From another thread: stops the statement or command that runs. Returns whether one does.
+  bool interrupt();
+  // Whether the latest statement or command was stopped so.
+  bool was_interrupted() const { return interrupted_; }
+
+ private:
+  sql::connection open(session_settings const& settings);
+  void run_statement(input_piece const& piece);
+  void bind_parameters(sql::statement& statement);
+  void tell_failure(sql::error const& error, input_piece const& piece,
+                    std::string_view script_name);
+
+  std::ostream& out_;
+  std::ostream& messages_;
+  progress_bar progress_;
+  sql::connection database_;
+  output_format format_;
+  bool timer_;
+  std::unique_ptr<result_format> result_;
+  std::vector<sql::value> parameters_;
+  bool quit_ = false;
+  std::atomic<bool> running_ = false;
+  std::atomic<bool> interrupted_ = false;
+};
+
+}  // namespace qd::program
