@@ -80,11 +80,13 @@ algebra::bound_query query_binder::bind_source(syntax::query const& query,
   }
   if (plain) {
     std::vector<kind> kinds;
-    for (std::size_t i = 0; i < given; ++i) kinds.push_back(columns[i]->kind);
-    for (std::size_t row = 0; row < rows.size(); ++row) {
-      for (std::size_t i = 0; i < given; ++i) {
-        rows[row][i] =
-            for_column(std::move(rows[row][i]), *columns[i], list->rows[row][i]->position);
+    for (std::size_t i = 0; i < given; ++i) {
+      kinds.push_back(columns[i]->kind);
+      for (std::size_t row = 0; row < rows.size(); ++row) {
+        Expression& value = rows[row][i];
+        value = for_column(std::move(value), *columns[i], list->rows[row][i]->position);
+        // What references are looked up by makes the column one of those values.
+        if (algebra::kind_of(value) != kind::null) kinds.back() = algebra::kind_of(value);
       }
     }
     bound = rows_of(*list, std::move(rows), kinds);

@@ -80,6 +80,13 @@ query_binder::body query_binder::rows_of(syntax::values_list const& values,
   algebra::rows content{{}, std::move(rows)};
   body result;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
+    // What a computed reference refers to is read off the first expression that computes it, which
+    // must not be NULL alone.
+    if (kinds[i] == kind::reference) {
+      for (std::vector<Expression>& row : content.expressions) {
+        row[i] = expressions_.converted(std::move(row[i]), kinds[i]);
+      }
+    }
     algebra::PhysicalVariable const variable = expressions_.new_value(kinds[i]);
     content.variables.push_back(variable);
     result.outputs.push_back({"column" + std::to_string(i + 1),

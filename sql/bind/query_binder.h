@@ -110,7 +110,7 @@ class query_binder {
   void add_sort_key(std::vector<algebra::sort_key>& keys, syntax::sort_item const& item,
                     algebra::Expression key);
   // The output of that name; null without one. Two different ones are refused.
-  bound_output const* output_named(std::vector<bound_output> const& outputs,
+  bound_output const* output_named(std::vector<bound_output> const& outputs, scope const& names,
                                    syntax::expression const& item) const;
   // The output that a sort item names by its position; none when it is no integer literal.
   bound_output const* output_at(std::vector<bound_output> const& outputs,

@@ -141,19 +141,25 @@ void query_binder::bind_outputs(selection& current) {
 }
 
 bound_output const* query_binder::output_named(std::vector<bound_output> const& outputs,
+                                               scope const& names,
                                                syntax::expression const& item) const {
-  auto const* const path = std::get_if<syntax::column_path>(&item.content);
-  if (!path || path->parts.size() != 1) return nullptr;
-  bound_output const* found = nullptr;
-  for (bound_output const& output : outputs) {
-    if (output.name != path->parts[0]) continue;
-    if (found && !algebra::equal(found->value, output.value)) {
-      throw error(error_code::ambiguous_name, "the name " + output.name + " stands for two outputs",
-                  item.position);
+  std::string const* const name = bare_name(item);
+  if (!name) return nullptr;
+  auto const has_name = [&](bound_output const& output) { return output.name == *name; };
+  auto const found = std::find_if(outputs.begin(), outputs.end(), has_name);
+  if (found == outputs.end()) return nullptr;
+  bool const alone = std::all_of(found, outputs.end(), [&](bound_output const& output) {
+    return !has_name(output) || algebra::equal(output.value, found->value);
+  });
+  if (alone) return &*found;
+  // Of several the one that the name stands for without any outputs.
+  if (std::optional<named_value> const column = names_.find_column(names, *name, item.position)) {
+    for (bound_output const& output : outputs) {
+      if (has_name(output) && algebra::equal(output.value, column->value)) return &output;
     }
-    found = &output;
   }
-  return found;
+  throw error(error_code::ambiguous_name, "the name " + *name + " stands for two outputs",
+              item.position);
 }
 
 bound_output const* query_binder::output_at(std::vector<bound_output> const& outputs,
@@ -184,7 +190,7 @@ void query_binder::bind_group_by(selection& current) {
       std::optional<named_value> column = names_.find_column(current.names, *name, item->position);
       if (column) {
         value = std::move(column->value);
-      } else if (bound_output const* named = output_named(current.outputs, *item)) {
+      } else if (bound_output const* named = output_named(current.outputs, current.names, *item)) {
         value = named->value;
       }
     }
@@ -217,7 +223,8 @@ void query_binder::bind_order(selection& current, syntax::query const& query) {
     std::optional<Expression> value;
     if (bound_output const* output = output_at(current.outputs, *item.key, "ORDER BY")) {
       value = output->value;
-    } else if (bound_output const* named = output_named(current.outputs, *item.key)) {
+    } else if (bound_output const* named =
+                   output_named(current.outputs, current.names, *item.key)) {
       value = named->value;
     }
     if (!value) value = expressions_.bind(*item.key, current.names, current.aggregates);
