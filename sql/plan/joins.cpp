@@ -30,6 +30,30 @@ std::vector<condition> take_using_only(variable_set const& variables,
   return taken;
 }
 
+// The side with the stored columns that the conditions read as values: they are read once per row
+// then, otherwise once per pair.
+PredicateVariant with_columns(std::vector<condition> const& conditions,
+                              variable_set const& variables, variable_numbers& numbers,
+                              PredicateVariant side) {
+  std::vector<Alias> columns;
+  auto const add = [&](PhysicalVariable const& variable) {
+    bool const is_column = std::visit(
+        [](auto const& alternative) {
+          return requires {
+            alternative.table_variable;
+          };
+        },
+        variable);
+    if (!is_column || !variables.has(numbers.of(variable))) return;
+    bool const known = std::any_of(columns.begin(), columns.end(), [&](Alias const& column) {
+      return column.variable == variable;
+    });
+    if (!known) columns.push_back({physical_queryplan::AsExpression(variable), variable});
+  };
+  for (condition const& each : conditions) algebra::for_each_variable(each.expression, add);
+  return columns.empty() ? std::move(side) : build::extend(std::move(columns), std::move(side));
+}
+
 }  // namespace
 
 planned planner::plan_of(algebra::join join, request asked) {
@@ -44,10 +68,14 @@ planned planner::plan_full_join(algebra::join join, std::vector<condition> condi
   variable_set needed = asked.needed;
   for (condition const& each : conditions) needed.merge(each.uses);
   for (condition const& each : asked.conditions) needed.merge(each.uses);
+  variable_set const left_variables = variables_of(*join.left, numbers_);
+  variable_set const right_variables = variables_of(*join.right, numbers_);
   planned left =
       plan(std::move(join.left), {.conditions = {}, .needed = needed, .outer = asked.outer});
   planned right =
       plan(std::move(join.right), {.conditions = {}, .needed = needed, .outer = asked.outer});
+  left.plan = with_columns(conditions, left_variables, numbers_, std::move(left.plan));
+  right.plan = with_columns(conditions, right_variables, numbers_, std::move(right.plan));
   PredicateVariant both = joined_once(join_kind::full, expressions_of(std::move(conditions)),
                                       std::move(left.plan), std::move(right.plan), markers_);
   return {filtered(expressions_of(std::move(asked.conditions)), std::move(both)),
@@ -108,6 +136,8 @@ planned planner::join_with(join_kind kind, planned left, variable_set const& lef
     std::vector<condition> on_right = take_using_only(of_right, conditions);
     planned kept = plan(std::move(right),
                         {.conditions = std::move(on_right), .needed = needed, .outer = outer});
+    left.plan = with_columns(conditions, left_variables, numbers_, std::move(left.plan));
+    kept.plan = with_columns(conditions, right_variables, numbers_, std::move(kept.plan));
     double const rows = std::max(left.rows * kept.rows * (conditions.empty() ? 1 : 0.1), 1.0);
     return {joined_once(kind, expressions_of(std::move(conditions)), std::move(left.plan),
                         std::move(kept.plan), markers_),
