@@ -115,7 +115,11 @@ Expression expression_binder::bind_content(syntax::function_call const& call,
     operator_library::SetSpecifier specifier{table->table.SetSpecifier()};
     return algebra::is_a(std::move(object), plan::Constant(std::move(specifier)));
   }
-  throw error(error_code::unknown_name, "there is no function " + call.name, position);
+  std::vector<std::string> known = {"coalesce", "nullif", "concat", "starts_with",
+                                    "xor",      "oid",    "is_a"};
+  for (named_aggregate const& aggregate : aggregates) known.emplace_back(aggregate.name);
+  throw error(error_code::unknown_name,
+              "there is no function " + call.name + suggestion(call.name, known), position);
 }
 
 Expression expression_binder::bind_aggregate(syntax::function_call const& call,

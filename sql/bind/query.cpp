@@ -84,6 +84,7 @@ query_binder::body query_binder::rows_of(syntax::values_list const& values,
     // must not be NULL alone.
     if (kinds[i] == kind::reference) {
       for (std::vector<Expression>& row : content.expressions) {
+        if (algebra::kind_of(row[i]) != kind::null) continue;
         row[i] = expressions_.converted(std::move(row[i]), kinds[i]);
       }
     }

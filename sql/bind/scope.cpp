@@ -25,10 +25,19 @@ std::string joined(std::vector<std::string> const& parts) {
   return text;
 }
 
-source_column const* column_named(source const& from, std::string const& name) {
-  auto const found = std::find_if(from.columns.begin(), from.columns.end(),
-                                  [&](source_column const& column) { return column.name == name; });
-  return found == from.columns.end() ? nullptr : &*found;
+// The column of that name; null when there is none. Throws when a derived table has several.
+source_column const* column_named(source const& from, std::string const& name,
+                                  text_position position) {
+  source_column const* found = nullptr;
+  for (source_column const& column : from.columns) {
+    if (column.name != name) continue;
+    if (found && !algebra::equal(found->value, column.value)) {
+      throw error(error_code::ambiguous_name, "column " + name + " is ambiguous", position);
+    }
+    found = &column;
+    if (from.table) break;
+  }
+  return found;
 }
 
 bool stands_for(merged_column const& merged, source const* from) {
@@ -108,7 +117,7 @@ std::optional<named_value> name_resolver::find_column(scope const& names, std::s
     if (merged.name == name) add(merged.value, merged.referenced_class);
   }
   for (source const* from : names.sources) {
-    source_column const* const column = column_named(*from, name);
+    source_column const* const column = column_named(*from, name, position);
     if (!column) continue;
     bool const merged =
         std::any_of(names.merged.begin(), names.merged.end(), [&](merged_column const& candidate) {
@@ -201,7 +210,7 @@ named_value name_resolver::resolve(scope const& names, std::vector<std::string> 
       }
       return {*from->variable, from->table->class_name};
     }
-    source_column const* const column = column_named(*from, parts[used]);
+    source_column const* const column = column_named(*from, parts[used], position);
     if (column) {
       return follow(*from, {column->value, column->referenced_class}, parts, used + 1, position);
     }
@@ -217,7 +226,7 @@ named_value name_resolver::resolve(scope const& names, std::vector<std::string> 
       // A column that USING merged has the value of one of its sides' columns.
       auto const owner =
           std::find_if(names.sources.begin(), names.sources.end(), [&](source const* from) {
-            source_column const* const own = column_named(*from, parts[0]);
+            source_column const* const own = column_named(*from, parts[0], position);
             return own && algebra::equal(own->value, column->value);
           });
       if (owner == names.sources.end()) {
