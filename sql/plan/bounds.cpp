@@ -273,15 +273,12 @@ std::vector<bound> find_bounds(table_info const& table, TableVariable const& var
                                std::span<condition const> conditions, variable_numbers& numbers) {
   std::vector<bound> bounds;
   finder find(table, variable, numbers);
-  bool earlier = false;  // Whether a condition on the table came before.
   for (std::size_t i = 0; i < conditions.size(); ++i) {
     if (!conditions[i].uses.has(find.own())) continue;
     std::optional<bound> found = find.find(conditions[i].expression);
-    if (found && (!earlier || !can_fail(found->values.front()))) {
-      found->condition = i;
-      bounds.push_back(std::move(*found));
-    }
-    earlier = true;
+    if (!found || (i > 0 && can_fail(found->values.front()))) continue;
+    found->condition = i;
+    bounds.push_back(std::move(*found));
   }
   return bounds;
 }
