@@ -1,0 +1,2 @@
+WITH w (n) AS (SELECT a FROM t WHERE c LIKE 'a%' ORDER BY b LIMIT 2) SELECT * FROM (SELECT n, count(*) AS m FROM w GROUP BY n) s
+  LEFT JOIN (SELECT DISTINCT a FROM t) u ON u.a = s.n JOIN w ON w.n = s.n; PREPARE q AS SELECT $1 + a FROM t WHERE a = $2; EXECUTE q (1, 2); DEALLOCATE q
