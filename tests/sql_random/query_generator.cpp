@@ -1,5 +1,6 @@
 #include "sql_random/query_generator.h"
 
+#include <algorithm>
 #include <array>
 
 namespace sql_random {
@@ -59,6 +60,11 @@ class generator {
       if (each.kind == kind) fitting.push_back(each.name);
     }
     return fitting.empty() ? literal(kind) : draw_.one_of(fitting);
+  }
+
+  static bool has(scope const& names, content kind) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](visible_column const& each) { return each.kind == kind; });
   }
 
   std::string value(scope const& names, content kind, std::uint32_t depth) {
@@ -163,8 +169,8 @@ class generator {
 
   // Mostly an equality between the two sides.
   std::string join_condition(scope const& left, scope const& right, scope const& both) {
-    if (draw_.rarely(5)) return condition(both, 0);
     content const kind = draw_.rarely(6) ? content::text : content::integer;
+    if (draw_.rarely(5) || !has(left, kind) || !has(right, kind)) return condition(both, 0);
     std::string const of_left = column(left, kind);
     std::string text = of_left + " = " + column(right, kind);
     if (draw_.rarely(3)) text += " AND " + condition(both, 1);
