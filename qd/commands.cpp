@@ -113,9 +113,28 @@ bool set_mode(session& session, std::string const& name) {
   return true;
 }
 
+bool is_on(std::string const& state) {
+  if (state != "on" && state != "off") refuse("it is on or off");
+  return state == "on";
+}
+
 bool set_timer(session& session, std::string const& state) {
-  if (state != "on" && state != "off") refuse(".timer takes on or off");
-  session.set_timer(state == "on");
+  session.set_timer(is_on(state));
+  return true;
+}
+
+bool set_plans(session& session, std::string const& state) {
+  session.set_plans(is_on(state));
+  return true;
+}
+
+bool set_echo(session& session, std::string const& state) {
+  session.set_echo(is_on(state));
+  return true;
+}
+
+bool print(session& session, std::string const& text) {
+  session.print(text);
   return true;
 }
 
@@ -141,13 +160,16 @@ bool quit(session& session, std::string const&) {
   return true;
 }
 
-constexpr std::array<command, 9> all_commands = {{
+constexpr std::array<command, 12> all_commands = {{
     {".help", "", "this list", show_help},
     {".tables", "", "the tables, and how many rows they have", show_tables},
     {".schema", "[TABLE]", "the statements that make the tables", show_schema},
     {".indexes", "[TABLE]", "the indexes, and how many entries they have", show_indexes},
     {".mode", "[FORMAT]", "how results are written", set_mode},
     {".timer", "on|off", "whether times are told", set_timer},
+    {".plan", "on|off", "whether plans are shown before rows", set_plans},
+    {".echo", "on|off", "whether statements are written before they run", set_echo},
+    {".print", "[TEXT]", "writes a line", print},
     {".read", "FILE", "runs a script", read_script},
     {".check", "", "compares every index with the records", check},
     {".quit", "", "ends the program, as Ctrl-D does", quit},

@@ -12,16 +12,17 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-// While it lives, a flag is set.
+// While it lives, a flag is set. They may stand inside one another.
 class flag_scope {
  public:
-  explicit flag_scope(std::atomic<bool>& flag) : flag_(flag) { flag_ = true; }
-  ~flag_scope() { flag_ = false; }
+  explicit flag_scope(std::atomic<bool>& flag) : flag_(flag), before_(flag.exchange(true)) {}
+  ~flag_scope() { flag_ = before_; }
   flag_scope(flag_scope const&) = delete;
   flag_scope& operator=(flag_scope const&) = delete;
 
  private:
   std::atomic<bool>& flag_;
+  bool before_;
 };
 
 // Fails when nothing can be written any more: a full disk.
@@ -92,13 +93,18 @@ bool session::run(input_piece const& piece, std::string_view script_name) {
 }
 
 void session::run_statement(input_piece const& piece) {
+  if (echo_) print(piece.text + ";\n");
   progress_.restart();
   auto const start = clock::now();
   sql::statement statement = database_.prepare(piece.text);
   bind_parameters(statement);
-  auto running_since = clock::now();
-  milliseconds const prepared = running_since - start;
+  milliseconds const prepared = clock::now() - start;
+  if (plans_) {
+    std::string const plan = statement.plan_text();
+    if (!plan.empty()) print(plan);
+  }
   milliseconds run{0};
+  auto running_since = clock::now();
   result_->begin({statement.command(), statement.columns(), statement.command() == "EXPLAIN"});
   std::uint64_t rows = 0;
   while (statement.step()) {
@@ -115,10 +121,15 @@ void session::run_statement(input_piece const& piece) {
   run += clock::now() - running_since;
   progress_.clear();
   if (statement.columns().empty()) rows = statement.rows_affected();
-  result_->end({rows, statement.refused_lines(), prepared, run});
+  result_end const outcome{rows, statement.refused_lines(), prepared, run};
+  result_->end(outcome);
   require_good(out_);
   if (result_->tells_everything()) return;
   tell(refused_lines_text(statement.refused_lines()));
+  // Formats that other programs read have no place for times.
+  if (timer_ && format_ != output_format::table) {
+    tell(std::string(statement.command()) + " in " + time_text(outcome) + '\n');
+  }
 }
 
 void session::bind_parameters(sql::statement& statement) {
@@ -126,7 +137,8 @@ void session::bind_parameters(sql::statement& statement) {
   if (wanted > parameters_.size()) {
     throw sql::error(sql::error_code::bad_parameter,
                      "the statement has a parameter $" + std::to_string(wanted) + ", and " +
-                         count_text(parameters_.size(), "value") + " given with -p");
+                         count_text(parameters_.size(), "value") +
+                         (parameters_.size() == 1 ? " is" : " are") + " given with -p");
   }
   for (std::size_t i = 0; i < wanted; ++i) statement.bind(i + 1, parameters_[i]);
 }
@@ -144,6 +156,11 @@ void session::show(std::string_view command, std::vector<sql::result_column> con
   result_->begin({command, columns, lines});
   for (std::vector<sql::value> const& row : rows) result_->row(row);
   result_->end({rows.size(), {}, milliseconds(0), milliseconds(0), false});
+  require_good(out_);
+}
+
+void session::print(std::string_view text) {
+  out_ << text << '\n';
   require_good(out_);
 }
 

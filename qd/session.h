@@ -49,6 +49,13 @@ class session {
   bool timer() const { return timer_; }
   void set_timer(bool on);
 
+  // Whether statements are written before they run, and whether their plans are.
+  void set_echo(bool on) { echo_ = on; }
+  void set_plans(bool on) { plans_ = on; }
+
+  // Writes a line between results.
+  void print(std::string_view text);
+
   // Asks for the end of the program.
   void quit() { quit_ = true; }
   bool wants_to_quit() const { return quit_; }
@@ -71,6 +78,8 @@ class session {
   sql::connection database_;
   output_format format_;
   bool timer_;
+  bool echo_ = false;
+  bool plans_ = false;
   std::unique_ptr<result_format> result_;
   std::vector<sql::value> parameters_;
   bool quit_ = false;
