@@ -1,9 +1,5 @@
 #include "sql/bind/expression_binder.h"
 
-#include <algorithm>
-
-#include "db_string/string_encoder.h"
-#include "like/like.h"
 #include "physical_queryplan/query_plan.h"
 #include "sql/bind/literals.h"
 
@@ -15,10 +11,6 @@ namespace plan = physical_queryplan::QueryPlan;
 
 namespace {
 
-[[noreturn]] void refuse_kind(std::string const& text, text_position position) {
-  throw error(error_code::wrong_type, text, position);
-}
-
 // The number of the parameter that an expression is, when its kind is open.
 std::optional<std::uint32_t> open_parameter(Expression const& value) {
   auto const* const constant = std::get_if<plan::Constant>(&value.variant);
@@ -26,52 +18,6 @@ std::optional<std::uint32_t> open_parameter(Expression const& value) {
   auto const* const parameter = constant ? std::get_if<unknown>(constant) : nullptr;
   if (!parameter) return std::nullopt;
   return static_cast<std::uint32_t>(parameter->number);
-}
-
-char const* symbol(syntax::binary_operator operation) {
-  switch (operation) {
-    case syntax::binary_operator::add:
-      return "+";
-    case syntax::binary_operator::subtract:
-      return "-";
-    case syntax::binary_operator::multiply:
-      return "*";
-    case syntax::binary_operator::divide:
-      return "/";
-    case syntax::binary_operator::equal:
-      return "=";
-    case syntax::binary_operator::not_equal:
-      return "<>";
-    case syntax::binary_operator::less:
-      return "<";
-    case syntax::binary_operator::less_or_equal:
-      return "<=";
-    case syntax::binary_operator::greater:
-      return ">";
-    case syntax::binary_operator::greater_or_equal:
-      return ">=";
-    case syntax::binary_operator::concatenate:
-      return "||";
-    case syntax::binary_operator::logical_and:
-      return "AND";
-    case syntax::binary_operator::logical_or:
-      return "OR";
-  }
-  return "";
-}
-
-char const* symbol(algebra::arithmetic operation) {
-  switch (operation) {
-    case algebra::arithmetic::add:
-      return "+";
-    case algebra::arithmetic::subtract:
-      return "-";
-    case algebra::arithmetic::multiply:
-      return "*";
-    case algebra::arithmetic::divide:
-      return "/";
-  }
-  return "";
 }
 
 // Where a kind stands among the numbers: arithmetic takes place in the higher one's.
@@ -94,54 +40,11 @@ kind higher(kind left, kind right) {
   return rank(left) < rank(right) ? right : left;
 }
 
-kind kind_named(syntax::type_name const& type) {
-  using written = syntax::type_name::kind;
-  switch (type.type) {
-    case written::signed_integer:
-      return kind::signed_integer;
-    case written::unsigned_integer:
-      return kind::unsigned_integer;
-    case written::decimal:
-      return kind::decimal;
-    case written::double_float:
-      return kind::double_float;
-    case written::single_float:
-      return kind::single_float;
-    case written::text:
-      return kind::text;
-    case written::binary:
-      return kind::binary;
-    case written::boolean:
-      return kind::boolean;
-    case written::class_reference:
-      return kind::reference;
-  }
-  return kind::null;
-}
-
-// A pattern that is written out fails for every text when its escapes do.
-void check_pattern(syntax::expression const& pattern) {
-  auto const* const literal = std::get_if<syntax::text_literal>(&pattern.content);
-  if (!literal) return;
-  try {
-    ::like::ValidateWildcard(encoder::utf8_to_utf16(literal->text),
-                             error_handling::invalid_location);
-  } catch (error_handling::QDException const& fault) {
-    throw error(fault.code, fault.utf8, pattern.position);
-  }
-}
-
-// Whether a cast between two kinds has a result for some value. The plan model has casts that always
-// fail when they run: from text, from the floating kinds to numeric, from double to real, to text.
-bool cast_can_succeed(kind target, kind source) {
-  if (!algebra::has_cast(target, source)) return false;
-  bool const from_floating = source == kind::double_float || source == kind::single_float;
-  if (target == kind::text || source == kind::text || source == kind::binary) return false;
-  if (target == kind::decimal && from_floating) return false;
-  return !(target == kind::single_float && source == kind::double_float);
-}
-
 }  // namespace
+
+void refuse_kind(std::string const& text, text_position position) {
+  throw error(error_code::wrong_type, text, position);
+}
 
 void check_list(std::size_t items, char const* what, text_position position) {
   if (items <= max_list_items) return;
@@ -352,236 +255,6 @@ Expression expression_binder::bind_content(syntax::star const&, surroundings con
                                            text_position position) {
   throw error(error_code::not_supported, "* can only be an output of SELECT, or count(*)",
               position);
-}
-
-// Operators.
-
-Expression expression_binder::bind_negative(syntax::expression const& operand,
-                                            surroundings const& around, text_position position) {
-  if (auto const* number = std::get_if<syntax::integer_literal>(&operand.content)) {
-    return integer_value(number->digits, true, position);
-  }
-  if (auto const* number = std::get_if<syntax::decimal_literal>(&operand.content)) {
-    return decimal_value(number->digits, true, position);
-  }
-  if (auto const* number = std::get_if<syntax::floating_literal>(&operand.content)) {
-    return floating_value(number->digits, true, position);
-  }
-  Expression value = with_kind(bind(operand, around), kind::signed_integer);
-  kind own = algebra::kind_of(value);
-  if (own == kind::null) return value;  // NULL negated.
-  if (!algebra::is_numeric(own)) {
-    refuse_kind(std::string("- takes numbers, not ") + algebra::kind_name(own), position);
-  }
-  if (own == kind::unsigned_integer) own = kind::signed_integer;
-  return algebra::negate(own, std::move(value));
-}
-
-Expression expression_binder::bind_content(syntax::unary const& unary, surroundings const& around,
-                                           text_position position) {
-  switch (unary.operation) {
-    case syntax::unary_operator::minus:
-      return bind_negative(*unary.operand, around, position);
-    case syntax::unary_operator::plus: {
-      Expression value = with_kind(bind(*unary.operand, around), kind::signed_integer);
-      kind const own = algebra::kind_of(value);
-      if (own != kind::null && !algebra::is_numeric(own)) {
-        refuse_kind(std::string("+ takes numbers, not ") + algebra::kind_name(own), position);
-      }
-      return value;
-    }
-    case syntax::unary_operator::logical_not:
-      break;
-  }
-  Expression condition = bind(*unary.operand, around);
-  return algebra::logical_not(as_boolean(std::move(condition), "NOT", position));
-}
-
-Expression expression_binder::compared(algebra::comparison operation, Expression left,
-                                       Expression right, text_position position) {
-  left = with_kind(std::move(left), algebra::kind_of(right));
-  right = with_kind(std::move(right), algebra::kind_of(left));
-  kind const left_kind = algebra::kind_of(left);
-  kind const right_kind = algebra::kind_of(right);
-  bool const comparable = left_kind == right_kind || left_kind == kind::null ||
-                          right_kind == kind::null ||
-                          (algebra::is_numeric(left_kind) && algebra::is_numeric(right_kind));
-  if (!comparable) {
-    refuse_kind(std::string(algebra::kind_name(left_kind)) + " and " +
-                    algebra::kind_name(right_kind) + " do not compare",
-                position);
-  }
-  kind const overload = left_kind == kind::null ? right_kind : left_kind;
-  return algebra::compare(operation, overload, std::move(left), std::move(right));
-}
-
-Expression expression_binder::calculated(algebra::arithmetic operation, Expression left,
-                                         Expression right, text_position position) {
-  left = with_kind(std::move(left), algebra::kind_of(right));
-  right = with_kind(std::move(right), algebra::kind_of(left));
-  kind result = kind::null;
-  for (Expression const* operand : {&left, &right}) {
-    kind const own = algebra::kind_of(*operand);
-    if (own == kind::null) continue;
-    if (!algebra::is_numeric(own)) {
-      refuse_kind(std::string(symbol(operation)) + " takes numbers, not " + algebra::kind_name(own),
-                  position);
-    }
-    result = result == kind::null ? own : higher(result, own);
-  }
-  // Unsigned numbers are calculated with as signed ones, and so is what has no kind.
-  if (result == kind::unsigned_integer || result == kind::null) result = kind::signed_integer;
-  left = with_kind(std::move(left), result);
-  right = with_kind(std::move(right), result);
-  return algebra::calculate(operation, result, std::move(left), std::move(right));
-}
-
-Expression expression_binder::bind_content(syntax::binary const& binary, surroundings const& around,
-                                           text_position position) {
-  Expression left = bind(*binary.left, around);
-  Expression right = bind(*binary.right, around);
-  using written = syntax::binary_operator;
-  switch (binary.operation) {
-    case written::add:
-      return calculated(algebra::arithmetic::add, std::move(left), std::move(right), position);
-    case written::subtract:
-      return calculated(algebra::arithmetic::subtract, std::move(left), std::move(right), position);
-    case written::multiply:
-      return calculated(algebra::arithmetic::multiply, std::move(left), std::move(right), position);
-    case written::divide:
-      return calculated(algebra::arithmetic::divide, std::move(left), std::move(right), position);
-    case written::equal:
-      return compared(algebra::comparison::equal, std::move(left), std::move(right), position);
-    case written::not_equal:
-      return compared(algebra::comparison::not_equal, std::move(left), std::move(right), position);
-    case written::less:
-      return compared(algebra::comparison::less, std::move(left), std::move(right), position);
-    case written::less_or_equal:
-      return compared(algebra::comparison::less_or_equal, std::move(left), std::move(right),
-                      position);
-    case written::greater:
-      return compared(algebra::comparison::greater, std::move(left), std::move(right), position);
-    case written::greater_or_equal:
-      return compared(algebra::comparison::greater_or_equal, std::move(left), std::move(right),
-                      position);
-    case written::concatenate: {
-      std::vector<Expression> texts;
-      texts.reserve(2);
-      texts.push_back(as_text(std::move(left), "||", position));
-      texts.push_back(as_text(std::move(right), "||", position));
-      return algebra::concatenate(std::move(texts));
-    }
-    case written::logical_and:
-    case written::logical_or:
-      break;
-  }
-  char const* const name = symbol(binary.operation);
-  left = as_boolean(std::move(left), name, position);
-  right = as_boolean(std::move(right), name, position);
-  return binary.operation == written::logical_and
-             ? algebra::logical_and(std::move(left), std::move(right))
-             : algebra::logical_or(std::move(left), std::move(right));
-}
-
-Expression expression_binder::bind_content(syntax::is_test const& test, surroundings const& around,
-                                           text_position position) {
-  Expression value = bind(*test.operand, around);
-  if (test.what == syntax::test::null) {
-    return algebra::null_test(test.negated, with_kind(std::move(value), kind::text));
-  }
-  value = as_boolean(std::move(value), "IS", position);
-  if (test.what == syntax::test::unknown) return algebra::null_test(test.negated, std::move(value));
-  if (test.what == syntax::test::false_value) value = algebra::logical_not(std::move(value));
-  // A condition that is NULL takes the second branch.
-  return algebra::conditional(kind::boolean, std::move(value),
-                              algebra::boolean_literal(!test.negated),
-                              algebra::boolean_literal(test.negated));
-}
-
-Expression expression_binder::bind_content(syntax::in_list const& list, surroundings const& around,
-                                           text_position position) {
-  Expression const operand = bind(*list.operand, around);
-  note_copies(operand, list.items.size(), position);
-  std::vector<Expression> alternatives;
-  alternatives.reserve(list.items.size());
-  for (syntax::expression_ptr const& item : list.items) {
-    alternatives.push_back(
-        compared(algebra::comparison::equal, operand, bind(*item, around), item->position));
-  }
-  Expression any = algebra::disjunction(std::move(alternatives));
-  return list.negated ? algebra::logical_not(std::move(any)) : any;
-}
-
-Expression expression_binder::bind_content(syntax::between const& between,
-                                           surroundings const& around, text_position position) {
-  Expression operand = bind(*between.operand, around);
-  Expression low = bind(*between.low, around);
-  Expression high = bind(*between.high, around);
-  note_copies(operand, 1, position);
-  Expression from =
-      compared(algebra::comparison::greater_or_equal, operand, std::move(low), position);
-  Expression to =
-      compared(algebra::comparison::less_or_equal, std::move(operand), std::move(high), position);
-  Expression both = algebra::logical_and(std::move(from), std::move(to));
-  return between.negated ? algebra::logical_not(std::move(both)) : both;
-}
-
-Expression expression_binder::bind_content(syntax::like const& like, surroundings const& around,
-                                           text_position position) {
-  Expression text = as_text(bind(*like.operand, around), "LIKE", position);
-  Expression pattern = as_text(bind(*like.pattern, around), "LIKE", position);
-  check_pattern(*like.pattern);
-  Expression match = algebra::like(std::move(text), std::move(pattern));
-  return like.negated ? algebra::logical_not(std::move(match)) : match;
-}
-
-// Conditionals and casts.
-
-Expression expression_binder::bind_content(syntax::case_expression const& source,
-                                           surroundings const& around, text_position position) {
-  check_list(source.branches.size(), "CASE", position);
-  std::optional<Expression> operand;
-  if (source.operand) {
-    operand = bind(*source.operand, around);
-    note_copies(*operand, source.branches.size(), position);
-  }
-  std::vector<Expression> conditions;
-  std::vector<Expression> results;
-  for (syntax::case_expression::branch const& branch : source.branches) {
-    Expression condition = bind(*branch.condition, around);
-    conditions.push_back(
-        operand ? compared(algebra::comparison::equal, *operand, std::move(condition),
-                           branch.condition->position)
-                : as_boolean(std::move(condition), "WHEN", branch.condition->position));
-    results.push_back(bind(*branch.result, around));
-  }
-  results.push_back(source.otherwise ? bind(*source.otherwise, around) : algebra::null_literal());
-  kind const common = unify(results, "the results of CASE", position);
-  Expression value = std::move(results.back());
-  for (std::size_t i = conditions.size(); i-- > 0;) {
-    value = algebra::conditional(common, std::move(conditions[i]), std::move(results[i]),
-                                 std::move(value));
-  }
-  return value;
-}
-
-Expression expression_binder::bind_content(syntax::cast const& cast, surroundings const& around,
-                                           text_position position) {
-  if (cast.target.type == syntax::type_name::kind::class_reference) {
-    throw error(error_code::not_supported, "a cast to a class is not supported",
-                cast.target.position);
-  }
-  kind const target = kind_named(cast.target);
-  Expression value = bind(*cast.operand, around);
-  kind const own = algebra::kind_of(value);
-  if (own == target) return value;
-  if (own == kind::null) return enforced(std::move(value), target);
-  if (!cast_can_succeed(target, own)) {
-    refuse_kind(std::string("there is no cast from ") + algebra::kind_name(own) + " to " +
-                    algebra::kind_name(target),
-                position);
-  }
-  return algebra::cast(target, std::move(value));
 }
 
 }  // namespace qd::sql

@@ -16,6 +16,9 @@ inline constexpr std::size_t max_list_items = 1000;
 // Such operations inside one another double their copies at every level.
 inline constexpr std::size_t max_copied_parts = 500000;
 
+// Throws wrong_type.
+[[noreturn]] void refuse_kind(std::string const& text, text_position position);
+
 // Throws limit_exceeded for longer lists.
 void check_list(std::size_t items, char const* what, text_position position);
 

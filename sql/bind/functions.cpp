@@ -13,19 +13,15 @@ namespace plan = physical_queryplan::QueryPlan;
 
 namespace {
 
-[[noreturn]] void refuse(std::string const& text, text_position position) {
-  throw error(error_code::wrong_type, text, position);
-}
-
 void check_count(syntax::function_call const& call, std::size_t least, std::size_t most,
                  text_position position) {
   if (call.star || call.distinct) {
-    refuse(call.name + " takes neither * nor DISTINCT", position);
+    refuse_kind(call.name + " takes neither * nor DISTINCT", position);
   }
   if (call.arguments.size() < least || call.arguments.size() > most) {
     std::string count = std::to_string(least);
     if (least != most) count += " to " + std::to_string(most);
-    refuse(call.name + " takes " + count + (most == 1 ? " argument" : " arguments"), position);
+    refuse_kind(call.name + " takes " + count + (most == 1 ? " argument" : " arguments"), position);
   }
 }
 
@@ -101,12 +97,12 @@ Expression expression_binder::bind_content(syntax::function_call const& call,
     Expression object = with_kind(bind(*call.arguments[0], around), kind::reference);
     kind const own = algebra::kind_of(object);
     if (own != kind::reference && own != kind::null) {
-      refuse(call.name + " takes a reference, not " + algebra::kind_name(own), position);
+      refuse_kind(call.name + " takes a reference, not " + algebra::kind_name(own), position);
     }
     if (call.name == "oid") return algebra::oid_of(std::move(object));
     syntax::expression const& named = *call.arguments[1];
     auto const* const name = std::get_if<syntax::text_literal>(&named.content);
-    if (!name) refuse("is_a takes the name of a class as a text", named.position);
+    if (!name) refuse_kind("is_a takes the name of a class as a text", named.position);
     table_info const* const table =
         context_.catalogue.find(context_.reader, encoder::utf8_to_utf16(name->text));
     if (!table) {
@@ -134,16 +130,16 @@ Expression expression_binder::bind_aggregate(syntax::function_call const& call,
   std::string name = call.name;
   if (call.star) {
     if (function != algebra::aggregate_function::count || call.distinct) {
-      refuse("only count takes *", position);
+      refuse_kind("only count takes *", position);
     }
     name = "count(*)";
   } else if (call.arguments.empty()) {
-    refuse(call.name + " takes an argument", position);
+    refuse_kind(call.name + " takes an argument", position);
   } else if (call.distinct && function == algebra::aggregate_function::count) {
     function = algebra::aggregate_function::count_distinct;
     name = "count distinct";
   } else if (call.arguments.size() > 1) {
-    refuse(call.name + " takes one argument", position);
+    refuse_kind(call.name + " takes one argument", position);
   } else if (call.distinct && function != algebra::aggregate_function::min &&
              function != algebra::aggregate_function::max) {
     throw error(error_code::not_supported, call.name + "(DISTINCT ...) is not supported", position);
@@ -168,7 +164,7 @@ Expression expression_binder::bind_aggregate(syntax::function_call const& call,
   if (!arguments.empty()) {
     result = algebra::aggregate_result(function, algebra::kind_of(arguments[0]));
     if (result == kind::null) {
-      refuse(
+      refuse_kind(
           "there is no " + call.name + " of " + algebra::kind_name(algebra::kind_of(arguments[0])),
           position);
     }
