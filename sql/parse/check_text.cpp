@@ -1,6 +1,7 @@
 #include "sql/parse/check_text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -71,6 +72,21 @@ void check_name_length(token const& name) {
   if (name.end - name.begin > max_identifier_bytes + (quoted ? 2 : 0)) {
     refuse(error_code::limit_exceeded,
            "a name is longer than " + std::to_string(max_identifier_bytes) + " bytes", name.begin);
+  }
+}
+
+// The grammar keeps the lowest 32 bits of a parameter's number: $4294967297 would be $1.
+void check_parameter_number(token const& parameter, std::string_view text) {
+  std::string_view const digits = parameter.in(text).substr(1);
+  std::uint32_t number = 0;
+  auto const read = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (read.ec != std::errc() || number > max_parameter_number) {
+    refuse(error_code::limit_exceeded,
+           "a parameter's number is above " + std::to_string(max_parameter_number),
+           parameter.begin);
+  }
+  if (number == 0) {
+    refuse(error_code::syntax, "parameters are written $1, $2 ...", parameter.begin);
   }
 }
 
@@ -146,9 +162,11 @@ std::size_t check_statement_text(std::string_view text) {
       case token::kind::semicolon:
         levels.back().end_element();
         break;
+      case token::kind::parameter:
+        check_parameter_number(each, text);
+        break;
       case token::kind::text:
       case token::kind::number:
-      case token::kind::parameter:
         break;
       case token::kind::end:
         while (levels.size() > 1) {

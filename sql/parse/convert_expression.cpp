@@ -119,18 +119,9 @@ syntax::expression_ptr converter::convert_expression(PgQuery__Node const& node) 
       return convert_constant(*node.a_const);
     case PG_QUERY__NODE__NODE_COLUMN_REF:
       return convert_column(*node.column_ref, false);
-    case PG_QUERY__NODE__NODE_PARAM_REF: {
-      text_position const position = place_of(node);
-      constexpr int most_parameters = 32'767;
-      int const number = node.param_ref->number;
-      if (number < 1)
-        throw error(error_code::syntax, "parameters are written $1, $2 ...", position);
-      if (number > most_parameters) {
-        throw error(error_code::limit_exceeded,
-                    "a parameter's number is above " + std::to_string(most_parameters), position);
-      }
-      return make(syntax::parameter{static_cast<std::uint32_t>(number)}, position);
-    }
+    case PG_QUERY__NODE__NODE_PARAM_REF:
+      return make(syntax::parameter{static_cast<std::uint32_t>(node.param_ref->number)},
+                  place_of(node));
     default:
       break;
   }
@@ -353,9 +344,9 @@ syntax::expression_ptr converter::convert_case(PgQuery__CaseExpr const& cases) {
 
 syntax::expression_ptr converter::convert_call(PgQuery__FuncCall const& call) {
   text_position const position = place(call.location);
-  // Calls in a syntax of their own: EXTRACT(YEAR FROM a), a AT TIME ZONE b, OVERLAPS.
+  // Calls in a syntax of their own: EXTRACT(YEAR FROM a), a AT TIME ZONE b, a IS NORMALIZED.
   if (call.funcformat != PG_QUERY__COERCION_FORM__COERCE_EXPLICIT_CALL) {
-    refuse(words_at(position) + " is", position);
+    refuse(construct_at(position) + " is", position);
   }
   refuse_if(call.n_funcname != 1, "the schema of a function is", position);
   refuse_if(call.over != nullptr, "window functions are", position);
@@ -440,10 +431,11 @@ void converter::refuse_expression(PgQuery__Node const& node) {
     case PG_QUERY__NODE__NODE_MULTI_ASSIGN_REF:
       refuse("assigning to several columns at once is", position);
     case PG_QUERY__NODE__NODE_CURRENT_OF_EXPR:
-      refuse("CURRENT OF is", position);
+      refuse("CURRENT OF is", place_of_name("current", statement_begin()));
     default:
-      // Functions with a syntax of their own: GREATEST, CURRENT_DATE, GROUPING, XMLELEMENT.
-      refuse((position == no_position ? "this expression" : words_at(position)) + " is", position);
+      // What has a syntax of its own: GREATEST, CURRENT_DATE, GROUPING, XMLELEMENT, IS DOCUMENT.
+      refuse((position == no_position ? "this expression" : construct_at(position)) + " is",
+             position);
   }
 }
 

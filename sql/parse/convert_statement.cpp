@@ -46,6 +46,11 @@ syntax::statement converter::convert_statement(PgQuery__Node const& node) {
     case PG_QUERY__NODE__NODE_DEALLOCATE_STMT:
       result.content = syntax::deallocate{node.deallocate_stmt->name};
       break;
+    case PG_QUERY__NODE__NODE_CREATE_TABLE_AS_STMT: {
+      bool const is_table =
+          node.create_table_as_stmt->objtype == PG_QUERY__OBJECT_TYPE__OBJECT_TABLE;
+      refuse(is_table ? "CREATE TABLE ... AS is" : "CREATE MATERIALIZED VIEW is", result.position);
+    }
     default: {
       std::string const first = words_at(result.position);
       bool const by_two_words = first == "CREATE" || first == "DROP";

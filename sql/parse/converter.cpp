@@ -45,6 +45,13 @@ std::string converter::words_at(text_position position, int count) const {
   return words.empty() ? "this" : words;
 }
 
+std::string converter::construct_at(text_position position) const {
+  std::string const first = words_at(position);
+  if (first == "AT") return words_at(position, 3);
+  if (first == "IS") return words_at(position, words_at(position, 2) == "IS NOT" ? 3 : 2);
+  return first;
+}
+
 text_position converter::statement_begin() const {
   return static_cast<text_position>(token_scanner(text_).next().begin);
 }

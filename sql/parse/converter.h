@@ -50,6 +50,8 @@ class converter {
   text_position place_of_name(std::string_view name, text_position from) const;
   // The first `count` words from a place on, in capitals.
   std::string words_at(text_position position, int count = 1) const;
+  // The words at a place that name what stands there: GREATEST, AT TIME ZONE, IS DOCUMENT.
+  std::string construct_at(text_position position) const;
   text_position statement_begin() const;
 
   // "`construct` not supported": construct is "window functions are", "ALTER is".

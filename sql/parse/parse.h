@@ -1,6 +1,7 @@
 // Parsing: text becomes syntax.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -11,6 +12,7 @@ namespace qd::sql {
 // Limits that hold before anything is parsed.
 inline constexpr std::size_t max_statement_bytes = std::size_t{16} << 20;
 inline constexpr std::size_t max_identifier_bytes = 63;
+inline constexpr std::uint32_t max_parameter_number = 32'767;
 // Parentheses, CASEs and the like inside one another, and the operands of one chain of operators
 // (a + b + c ..., x AND y AND z ..., SELECT ... UNION SELECT ...).
 inline constexpr std::size_t max_statement_nesting = 500;

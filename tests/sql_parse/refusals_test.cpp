@@ -80,6 +80,9 @@ TEST(ParseRefuses, Expressions) {
                       {"SELECT ^CURRENT_TIMESTAMP", "CURRENT_TIMESTAMP is"},
                       {"SELECT ^greatest(a, b)", "GREATEST is"},
                       {"SELECT ^extract(year FROM a)", "EXTRACT is"},
+                      {"SELECT a ^AT TIME ZONE 'b'", "AT TIME ZONE is"},
+                      {"SELECT a ^IS DOCUMENT", "IS DOCUMENT is"},
+                      {"DELETE FROM a WHERE ^CURRENT OF b", "CURRENT OF is"},
                       {"SELECT ^rank() OVER (ORDER BY a)", "window functions are"},
                       {"SELECT ^sum(a) FILTER (WHERE b)", "FILTER of an aggregate is"},
                       {"SELECT ^sum(a ORDER BY b)", "ORDER BY in an aggregate is"},
@@ -143,7 +146,7 @@ TEST(ParseRefuses, ChangesAndDefinitions) {
           {"CREATE TABLE a (^LIKE b)", "LIKE in CREATE TABLE is"},
           {"CREATE TABLE a (b int) INHERITS (c, ^d)", "INHERITS of several tables is"},
           {"CREATE TABLE ^a (b int) PARTITION BY RANGE (b)", "partitions are"},
-          {"^CREATE TABLE a AS SELECT 1", "CREATE TABLE is"},
+          {"^CREATE TABLE a AS SELECT 1", "CREATE TABLE ... AS is"},
           {"^CREATE INDEX ON a (b)", "an index without a name is"},
           {"CREATE INDEX a ON b (^lower(c))", "an index of an expression is"},
           {"CREATE INDEX a ON b (c, ^d NULLS LAST)", "an ascending index with NULLS LAST is"},
@@ -178,6 +181,7 @@ TEST(ParseRefuses, WhatIsWrong) {
                       {"SELECT f(*^, 1)", "syntax error"},
                       {"SELECT 1 WHERE ^*", "syntax error"},
                       {"SELECT f(^a.*)", "* can stand for columns only"},
+                      {"SELECT ^$0", "parameters are written"},
                       {"VALUES (1, 2), (^3)", "the rows of VALUES have different lengths"},
                       {"COPY a FROM 'b' (HEADER, ^HEADER)", "the option header stands twice"},
                       {"SELECT E'\\x00'", "invalid byte sequence"},
@@ -205,6 +209,15 @@ TEST(ParseRefuses, LongNames) {
   EXPECT_FALSE(accepts("SELECT " + longest + "a"));
   EXPECT_FALSE(accepts("SELECT \"" + longest + "a\""));
   EXPECT_NO_THROW(parse("SELECT '" + longest + "a' -- " + longest + "a"));
+}
+
+// The grammar keeps 32 bits of a number and would answer $4294967297 with the first parameter.
+TEST(ParseRefuses, LargeParameterNumbers) {
+  expect_refusals(error_code::limit_exceeded,
+                  {{"SELECT ^$32768", "a parameter's number is above 32767"},
+                   {"SELECT ^$4294967297", "a parameter's number is above 32767"},
+                   {"SELECT $1 + ^$18446744073709551617", "a parameter's number is above 32767"}});
+  EXPECT_TRUE(accepts("SELECT $00032767"));
 }
 
 // One text per way of nesting, each accepted just below the limit, and refused just above it and
