@@ -10,9 +10,8 @@ namespace qd::sql {
 void check_encoding(std::string_view text);
 
 // Throws sql::error for a statement that is too long, has a name or a parameter's number that the
-// grammar would cut silently, or parentheses beyond the limit. Returns a bound of the depth of its syntax tree, which
-// is rather too great than too small: below it, the grammar's recursions need
-// `stack_bytes_per_level` each.
+// grammar would cut silently, or parentheses beyond the limit. Returns a bound of the depth of its
+// syntax tree, which is rather too great than too small.
 std::size_t check_statement_text(std::string_view text);
 
 }  // namespace qd::sql
