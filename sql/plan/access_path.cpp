@@ -23,6 +23,9 @@ constexpr double sort_step_cost = 0.1;
 // the table's rows.
 constexpr double full_equality_power = 0.3;
 
+// A plan addresses its literals by 16 bits, and every scan of a union has its own.
+constexpr double max_repeated_bounds = 24000;
+
 // No index is kept on floating columns and no key can be made of one.
 bool is_usable(table_info const& table, index_info const& index) {
   return std::none_of(index.columns.begin(), index.columns.end(), [&](auto const& each) {
@@ -55,6 +58,20 @@ std::set<Scan::Bound>& set_for(Scan::ColBounds& bounds, bound_kind kind) {
 }
 
 }  // namespace
+
+path_finder::path_finder(table_info const& table, std::vector<condition> const& conditions,
+                         std::vector<bound> const& bounds, variable_number own,
+                         std::function<double()> row_count)
+    : table_(table), bounds_(bounds), row_count_(std::move(row_count)) {
+  variable_set own_variable;
+  own_variable.add(own);
+  for (std::size_t i = 0; i < conditions.size(); ++i) {
+    condition const& each = conditions[i];
+    if (!each.uses.has(own)) continue;
+    tests_.push_back({i, each.uses.without(own_variable), share_left_by(each.expression),
+                      cost_of_testing(each.expression)});
+  }
+}
 
 double sort_cost(double rows) {
   return rows < 2 ? 0 : rows * std::log2(rows) * sort_step_cost;
@@ -93,22 +110,25 @@ std::vector<std::size_t> path_finder::ranges_on(std::size_t column,
   return found;
 }
 
-access_path path_finder::through(index_info const& index, variable_set const& outer) const {
+access_path path_finder::through(index_info const& index, variable_set const& outer,
+                                 bool alternatives_allowed) const {
   access_path path{.index = &index};
   double share = 1;
   double alternatives = 1;
   bool whole_key = true;
   std::size_t equalities = 0;
+  std::size_t bound_count = 0;
   for (index_info::column const& column : index.columns) {
     // One list of alternatives is one union of scans.
     if (std::optional<std::size_t> const number =
-            equality_on(column.number, outer, alternatives == 1)) {
+            equality_on(column.number, outer, alternatives_allowed && alternatives == 1)) {
       bound const& equality = bounds_[*number];
       alternatives *= static_cast<double>(equality.values.size());
       path.uses_outer = path.uses_outer || !equality.uses.empty();
       whole_key = whole_key && equality.exclude_null;
       path.bounds.push_back({*number});
       ++equalities;
+      ++bound_count;
       continue;
     }
     whole_key = false;
@@ -118,9 +138,13 @@ access_path path_finder::through(index_info const& index, variable_set const& ou
         share *= bounds_[each].share;
         path.uses_outer = path.uses_outer || !bounds_[each].uses.empty();
       }
+      bound_count += ranges.size();
       path.bounds.push_back(std::move(ranges));
     }
     break;
+  }
+  if (alternatives * static_cast<double>(bound_count) > max_repeated_bounds) {
+    return through(index, outer, false);
   }
   double const entry_cost = index.extent ? 1 : index_entry_cost;
   if (whole_key && is_unique(index)) {
@@ -161,21 +185,19 @@ bool path_finder::gives_order(index_info const& index, variable_set const& outer
   return true;
 }
 
-double path_finder::share_of_conditions(access_path const& path, variable_set const& outer) const {
-  double share = 1;
-  for (std::size_t i = 0; i < conditions_.size(); ++i) {
-    variable_set others = conditions_[i].uses;
-    if (!others.has(own_)) continue;
-    variable_set own;
-    own.add(own_);
-    if (!outer.includes(others.without(own))) continue;
+void path_finder::test_conditions(access_path& path, variable_set const& outer) const {
+  double const read_rows = path.rows;
+  for (test const& each : tests_) {
+    if (!outer.includes(each.others)) continue;
     bool const is_bound = std::any_of(path.bounds.begin(), path.bounds.end(), [&](auto const& on) {
-      return std::any_of(on.begin(), on.end(),
-                         [&](std::size_t each) { return bounds_[each].condition == i; });
+      return std::any_of(on.begin(), on.end(), [&](std::size_t number) {
+        return bounds_[number].condition == each.condition;
+      });
     });
-    if (!is_bound) share *= share_left_by(conditions_[i].expression);
+    if (is_bound) continue;
+    path.cost += read_rows * each.cost;
+    path.rows *= each.share;
   }
-  return share;
 }
 
 bool path_finder::is_single_range(access_path const& path) const {
@@ -190,14 +212,14 @@ access_path path_finder::best(variable_set const& outer, wanted_order const* wan
   double best_cost = 0;
   for (index_info const& index : table_.indexes) {
     if (!is_usable(table_, index)) continue;
-    access_path path = through(index, outer);
+    access_path path = through(index, outer, true);
     path.sorted = !order_wanted || path.single ||
                   (is_single_range(path) && gives_order(index, outer, *wanted, path.ascending));
     // An index that neither narrows nor sorts is a slower extent.
     if (path.bounds.empty() && !index.extent && !(order_wanted && path.sorted)) continue;
     // Nothing is better than a single row, and the table's size need not be asked for.
     if (path.single) return path;
-    path.rows *= share_of_conditions(path, outer);
+    test_conditions(path, outer);
     double cost = path.cost;
     if (!path.sorted) {
       cost += sort_cost(path.rows);

@@ -42,18 +42,14 @@ class path_finder {
   // All of them outlive the finder. `row_count` gives the table's rows and is asked when needed.
   path_finder(table_info const& table, std::vector<condition> const& conditions,
               std::vector<bound> const& bounds, variable_number own,
-              std::function<double()> row_count)
-      : table_(table),
-        conditions_(conditions),
-        bounds_(bounds),
-        own_(own),
-        row_count_(std::move(row_count)) {}
+              std::function<double()> row_count);
 
   // The cheapest path when the variables in `outer` are known.
   access_path best(variable_set const& outer, wanted_order const* wanted) const;
 
  private:
-  access_path through(index_info const& index, variable_set const& outer) const;
+  access_path through(index_info const& index, variable_set const& outer,
+                      bool alternatives_allowed) const;
   bool gives_order(index_info const& index, variable_set const& outer, wanted_order const& wanted,
                    bool& ascending) const;
   // The equality on the column that serves best; none without.
@@ -62,12 +58,20 @@ class path_finder {
   std::vector<std::size_t> ranges_on(std::size_t column, variable_set const& outer) const;
   bool is_single_range(access_path const& path) const;
   bool is_pinned(std::size_t column, variable_set const& outer) const;
-  double share_of_conditions(access_path const& path, variable_set const& outer) const;
+  // Adds what testing the conditions costs that are no bounds, and takes away the rows they drop.
+  void test_conditions(access_path& path, variable_set const& outer) const;
+
+  // A condition on the table.
+  struct test {
+    std::size_t condition;
+    variable_set others;  // What it uses besides the table.
+    double share;
+    double cost;
+  };
 
   table_info const& table_;
-  std::vector<condition> const& conditions_;
   std::vector<bound> const& bounds_;
-  variable_number own_;
+  std::vector<test> tests_;
   std::function<double()> row_count_;
 };
 

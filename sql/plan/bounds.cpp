@@ -22,9 +22,6 @@ constexpr double prefix_of_parameter_share = 0.2;
 constexpr double null_share = 0.1;
 constexpr double not_null_share = 0.9;
 
-// More alternatives than this are tested row by row.
-constexpr std::size_t max_alternatives = 4000;
-
 // The relation with its sides exchanged.
 bound_kind mirrored(bound_kind kind) {
   switch (kind) {
@@ -134,7 +131,6 @@ class finder {
   std::optional<bound> of(Operation<library::OrOperator> const&, operands const& sides) {
     std::vector<Expression const*> alternatives;
     for (Expression const& side : sides) collect_alternatives(side, alternatives);
-    if (alternatives.size() > max_alternatives) return std::nullopt;
     std::optional<bound> result;
     for (Expression const* each : alternatives) {
       auto const* const equal = operands_of<library::Equal>(*each);

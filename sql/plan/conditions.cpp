@@ -99,6 +99,21 @@ double share_left_by(Expression const& condition) {
       condition.variant);
 }
 
+double cost_of_testing(Expression const& condition) {
+  constexpr double operation_cost = 0.4;
+  return std::visit(
+      []<typename T>(T const& alternative) -> double {
+        if constexpr (requires { alternative.arguments; }) {
+          double cost = operation_cost;
+          for (Expression const& each : alternative.arguments) cost += cost_of_testing(each);
+          return cost;
+        } else {
+          return 0;
+        }
+      },
+      condition.variant);
+}
+
 std::vector<Expression> expressions_of(std::vector<condition> conditions) {
   std::vector<Expression> expressions;
   expressions.reserve(conditions.size());

@@ -35,6 +35,9 @@ bool rejects_nulls(Expression const& condition, variable_set const& padded,
 // The share of rows, from 0 to 1, that a condition is taken to leave when nothing else is known.
 double share_left_by(Expression const& condition);
 
+// What testing it costs per row; reading a record of an extent costs 1.
+double cost_of_testing(Expression const& condition);
+
 std::vector<Expression> expressions_of(std::vector<condition> conditions);
 
 }  // namespace qd::sql::planning

@@ -23,8 +23,11 @@ struct step {
   double once;  // Besides, however many left rows there are.
 };
 
+// Stays where it is made: its paths point into it.
 class candidate {
  public:
+  candidate(candidate const&) = delete;
+  candidate& operator=(candidate const&) = delete;
   candidate(join_group const& group, join_group::member const& member, relation_facts const& facts,
             variable_numbers& numbers)
       : group_(group), member_(member), facts_(facts) {
@@ -32,27 +35,22 @@ class candidate {
       table_ = &facts.info_of(table->variable);
       bounds_ = find_bounds(*table_, table->variable, group.conditions, numbers);
       number_ = numbers.of(table->variable);
+      paths_.emplace(*table_, group.conditions, bounds_, number_, [this] { return row_count(); });
     }
   }
-
-  access_path path(variable_set const& known, wanted_order const* wanted) const {
-    return path_finder(*table_, group_.conditions, bounds_, number_, [this] { return row_count(); })
-        .best(known, wanted);
-  }
-  bool is_table() const { return table_ != nullptr; }
 
   step as_first(variable_set const& outer, wanted_order const* wanted, bool& sorted) const {
     sorted = !wanted || wanted->keys.empty();
     if (!table_) return {row_count() * share_of(outer), 0, row_count() * derived_row_cost};
     bool const wanted_here = wanted && wanted->table == number_;
-    access_path const first = path(outer, wanted_here ? wanted : nullptr);
+    access_path const first = paths_->best(outer, wanted_here ? wanted : nullptr);
     if (wanted_here) sorted = first.sorted;
     return {first.rows, 0, first.cost};
   }
 
   step as_next(variable_set const& known) const {
     if (table_) {
-      access_path const next = path(known, nullptr);
+      access_path const next = paths_->best(known, nullptr);
       return {next.rows, next.cost, 0};
     }
     double const rows = row_count();
@@ -94,7 +92,8 @@ class candidate {
   table_info const* table_ = nullptr;  // Null of any other relation.
   variable_number number_ = 0;
   std::vector<bound> bounds_;
-  mutable double row_count_ = -1;  // Negative until it is asked for.
+  std::optional<path_finder> paths_;  // Of a table.
+  mutable double row_count_ = -1;     // Negative until it is asked for.
 };
 
 struct order {
@@ -144,7 +143,7 @@ std::vector<std::size_t> order_of_joins(join_group const& group, variable_set co
                                         wanted_order const* wanted, relation_facts const& facts,
                                         variable_numbers& numbers) {
   if (group.members.size() == 1) return {0};
-  std::deque<candidate> candidates;  // Paths point into them.
+  std::deque<candidate> candidates;
   for (join_group::member const& each : group.members) {
     candidates.emplace_back(group, each, facts, numbers);
   }
