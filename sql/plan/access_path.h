@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "sql/plan/bounds.h"
-#include "sql/plan/nodes.h"
 
 namespace qd::sql::planning {
 
@@ -74,9 +73,5 @@ class path_finder {
   std::vector<test> tests_;
   std::function<double()> row_count_;
 };
-
-// The path as a plan; conditions that it does not meet exactly stay as a filter.
-PredicateVariant read_table(algebra::TableVariable variable, access_path const& path,
-                            std::vector<condition> conditions, std::vector<bound> const& bounds);
 
 }  // namespace qd::sql::planning

@@ -7,6 +7,7 @@
 #include "sql/algebra/operations.h"
 #include "sql/plan/group_planner.h"
 #include "sql/plan/literals.h"
+#include "sql/plan/read_table.h"
 
 namespace qd::sql::planning {
 
