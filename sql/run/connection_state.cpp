@@ -55,6 +55,14 @@ void connection_state::before_schema_change(open_transaction& changed) {
   changed.pending_schema = ++pending_schemas_;
 }
 
+std::shared_ptr<parsed_statement const> connection_state::prepared_statement(
+    syntax::statement const& execute) const {
+  std::string const& name = std::get<syntax::execute>(execute.content).name;
+  auto const found = prepared.find(name);
+  if (found != prepared.end()) return found->second;
+  throw error(error_code::unknown_name, "there is no prepared statement " + name, execute.position);
+}
+
 std::shared_ptr<sql::catalogue> connection_state::tables_of(schema_key const& schema) {
   if (!catalogue_ || catalogue_schema_ != schema) {
     catalogue_ = std::make_shared<sql::catalogue>();

@@ -33,6 +33,10 @@ struct connection_state {
   // To be called before a transaction's schema changes.
   void before_schema_change(open_transaction& transaction);
 
+  // The statement that an EXECUTE names.
+  std::shared_ptr<parsed_statement const> prepared_statement(
+      syntax::statement const& execute) const;
+
   // The tables under a schema.
   std::shared_ptr<sql::catalogue> tables_of(schema_key const& schema);
 

@@ -10,8 +10,7 @@ class execute_operation final : public operation {
   execute_operation(parsed_statement const& statement,
                     std::shared_ptr<parsed_statement const> executed, preparation const& prepare)
       : executed_(std::move(executed)) {
-    preparation const inner{prepare.connection, prepare.from, prepare.tables, inner_parameters_};
-    operation_ = make_operation(*executed_, inner);
+    prepare_executed(prepare, statement.content.position);
     if (statement.arguments) {
       arguments_.emplace(bind(*statement.arguments, prepare.binding()), prepare.planning());
     }
@@ -43,6 +42,16 @@ class execute_operation final : public operation {
   void end() noexcept override { operation_->end(); }
 
  private:
+  void prepare_executed(preparation const& prepare, text_position position) {
+    preparation const inner{prepare.connection, prepare.from, prepare.tables, inner_parameters_};
+    try {
+      operation_ = make_operation(*executed_, inner);
+    } catch (error const& refused) {
+      // Its place is in the text of PREPARE.
+      throw error(refused.code(), refused.what(), position);
+    }
+  }
+
   std::shared_ptr<parsed_statement const> executed_;
   std::vector<kind> inner_parameters_;
   std::unique_ptr<operation> operation_;
@@ -53,13 +62,8 @@ class execute_operation final : public operation {
 
 std::unique_ptr<operation> make_execute(parsed_statement const& statement,
                                         preparation const& prepare) {
-  auto const& execute = std::get<syntax::execute>(statement.content.content);
-  auto const found = prepare.connection.prepared.find(execute.name);
-  if (found == prepare.connection.prepared.end()) {
-    throw error(error_code::unknown_name, "there is no prepared statement " + execute.name,
-                statement.content.position);
-  }
-  return std::make_unique<execute_operation>(statement, found->second, prepare);
+  return std::make_unique<execute_operation>(
+      statement, prepare.connection.prepared_statement(statement.content), prepare);
 }
 
 }  // namespace qd::sql

@@ -28,6 +28,7 @@ std::string column_names(table_info const& table, std::vector<std::size_t> const
 }
 
 struct plan_printer {
+  parsed_statement const& statement;
   preparation const& prepare;
 
   std::string operator()(syntax::query const& query) const {
@@ -48,6 +49,12 @@ struct plan_printer {
   std::string operator()(syntax::delete_rows const& deletion) const {
     bound_delete bound = bind(deletion, prepare.binding());
     return print("Delete from " + bound.table->name, std::move(bound.source), prepare);
+  }
+  std::string operator()(syntax::explain const&) const {
+    return explain(*statement.inner, prepare);
+  }
+  std::string operator()(syntax::execute const&) const {
+    return explain(*prepare.connection.prepared_statement(statement.content), prepare);
   }
   // Statements without a plan.
   template <typename Statement>
@@ -91,7 +98,7 @@ class explain_operation final : public operation {
 }  // namespace
 
 std::string explain(parsed_statement const& statement, preparation const& prepare) {
-  return std::visit(plan_printer{prepare}, statement.content.content);
+  return std::visit(plan_printer{statement, prepare}, statement.content.content);
 }
 
 std::unique_ptr<operation> make_explain(parsed_statement const& explained,

@@ -1,6 +1,8 @@
 // Statements beside one another: changed schemas, open queries, transactions that end or fail.
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "sql_run/support.h"
 
 namespace {
@@ -67,6 +69,30 @@ TEST_F(Connection, OpenQueriesKeepTheirSnapshot) {
   EXPECT_THAT(seen, ElementsAre("1", "2", "3"));
   ASSERT_TRUE(second.step());
   EXPECT_EQ(second.text(0), "10");
+}
+
+TEST_F(Connection, MovesBetweenThreadsWhileAQueryIsOpen) {
+  statement query = data.prepare("SELECT a FROM t ORDER BY a");
+  ASSERT_TRUE(query.step());
+  std::thread([&] {
+    EXPECT_TRUE(query.step());
+    EXPECT_EQ(query.text(0), "2");
+    data.execute("INSERT INTO t VALUES (4, 'four')");
+  }).join();
+  EXPECT_TRUE(query.step());
+  EXPECT_FALSE(query.step());
+  query.reset();
+  EXPECT_THAT(lines_of(data, "SELECT count(*) FROM t"), ElementsAre("4"));
+}
+
+TEST_F(Connection, ShowsPlansOfWhatHasOne) {
+  data.execute("PREPARE p AS SELECT b FROM t WHERE a = $1");
+  std::string const direct = data.prepare("SELECT b FROM t WHERE a = $1").plan_text();
+  EXPECT_THAT(direct, HasSubstr("t_a_key"));
+  EXPECT_EQ(data.prepare("EXECUTE p (1)").plan_text(), direct);
+  EXPECT_EQ(data.prepare("EXPLAIN SELECT b FROM t WHERE a = $1").plan_text(), direct);
+  EXPECT_THAT(data.prepare("DELETE FROM t").plan_text(), HasSubstr("Delete from t"));
+  EXPECT_EQ(data.prepare("BEGIN").plan_text(), "");
 }
 
 TEST_F(Connection, QueriesEndWithTheirTransaction) {
