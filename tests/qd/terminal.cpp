@@ -62,8 +62,10 @@ terminal::terminal(std::vector<std::string> const& arguments) {
 }
 
 terminal::~terminal() {
-  kill(process_, SIGKILL);
-  waitpid(process_, nullptr, 0);
+  if (process_ > 0) {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
   close(file_);
 }
 
