@@ -1,7 +1,9 @@
 // The program from outside: scripts, arguments, exit status, the prompt, Ctrl-C.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <fstream>
+#include <thread>
 
 #include "qd/terminal.h"
 #include "support/scratch_directory.h"
@@ -131,6 +133,8 @@ TEST(prompt, an_interrupt_stops_the_statement_or_drops_the_line) {
   at.wait_for("qd> ");
   at.type(endless + ";\n");
   at.wait_for(" m;\r\n");
+  // An interrupt between the line and its statement would find nothing to stop.
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
   at.type("\x03");
   at.wait_for("error 9014");
   at.wait_for("qd> ");
