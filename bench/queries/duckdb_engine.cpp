@@ -81,7 +81,8 @@ class duckdb_query final : public prepared_query {
   std::string plan(parameters const& values) override {
     duckdb_query explained(functions_, connection_, "EXPLAIN " + sql_);
     std::string text;
-    for (row const& line : explained.rows(values)) text += std::get<std::string>(line.back()) + '\n';
+    for (row const& line : explained.rows(values))
+      text += std::get<std::string>(line.back()) + '\n';
     return text;
   }
 
