@@ -6,30 +6,6 @@ namespace qd::sql {
 
 namespace {
 
-algebra::kind kind_of_type(embedded::column_type type) {
-  switch (type) {
-    case embedded::column_type::string:
-      return algebra::kind::text;
-    case embedded::column_type::binary:
-      return algebra::kind::binary;
-    case embedded::column_type::signed_integer:
-      return algebra::kind::signed_integer;
-    case embedded::column_type::unsigned_integer:
-      return algebra::kind::unsigned_integer;
-    case embedded::column_type::decimal:
-      return algebra::kind::decimal;
-    case embedded::column_type::single_float:
-      return algebra::kind::single_float;
-    case embedded::column_type::double_float:
-      return algebra::kind::double_float;
-    case embedded::column_type::reference:
-      return algebra::kind::reference;
-    case embedded::column_type::boolean:
-      return algebra::kind::boolean;
-  }
-  return algebra::kind::null;
-}
-
 // The second system column holds set specifiers, which no type of stored columns stands for.
 constexpr std::size_t set_specifier_number = 1;
 
@@ -103,6 +79,30 @@ table_info const* catalogue::find(embedded::read_context const& context,
                                   meta_data::Table const& table) {
   auto const known = by_handle_.find(table);
   return known != by_handle_.end() ? known->second : find(context, table.FullName());
+}
+
+algebra::kind kind_of_type(embedded::column_type type) {
+  switch (type) {
+    case embedded::column_type::string:
+      return algebra::kind::text;
+    case embedded::column_type::binary:
+      return algebra::kind::binary;
+    case embedded::column_type::signed_integer:
+      return algebra::kind::signed_integer;
+    case embedded::column_type::unsigned_integer:
+      return algebra::kind::unsigned_integer;
+    case embedded::column_type::decimal:
+      return algebra::kind::decimal;
+    case embedded::column_type::single_float:
+      return algebra::kind::single_float;
+    case embedded::column_type::double_float:
+      return algebra::kind::double_float;
+    case embedded::column_type::reference:
+      return algebra::kind::reference;
+    case embedded::column_type::boolean:
+      return algebra::kind::boolean;
+  }
+  return algebra::kind::null;
 }
 
 std::u16string class_name_of(syntax::object_name const& name) {

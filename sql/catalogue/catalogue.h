@@ -63,6 +63,9 @@ class catalogue {
   std::map<meta_data::Table, table_info const*> by_handle_;  // The same tables.
 };
 
+// The kind of a column's values.
+algebra::kind kind_of_type(embedded::column_type type);
+
 // The class name that a dotted SQL name stands for.
 std::u16string class_name_of(syntax::object_name const& name);
 

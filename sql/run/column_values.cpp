@@ -104,37 +104,13 @@ kind kind_of_value(value const& content) {
   return static_cast<kind>(content.index());
 }
 
-bool is_numeric_kind(kind of) {
-  return of == kind::unsigned_integer || of == kind::signed_integer || of == kind::decimal ||
-         of == kind::double_float || of == kind::single_float;
-}
-
 char const* type_text(embedded::column_type type) {
-  switch (type) {
-    case embedded::column_type::string:
-      return "text";
-    case embedded::column_type::binary:
-      return "bytea";
-    case embedded::column_type::signed_integer:
-      return "bigint";
-    case embedded::column_type::unsigned_integer:
-      return "unsigned";
-    case embedded::column_type::decimal:
-      return "numeric";
-    case embedded::column_type::single_float:
-      return "real";
-    case embedded::column_type::double_float:
-      return "double precision";
-    case embedded::column_type::reference:
-      return "reference";
-    case embedded::column_type::boolean:
-      return "boolean";
-  }
-  return "unknown";
+  return algebra::kind_name(kind_of_type(type));
 }
 
 [[noreturn]] void refuse(column_info const& column, value const& content) {
-  bool const numbers = is_numeric_kind(kind_of_value(content)) && is_numeric_kind(column.kind);
+  bool const numbers =
+      algebra::is_numeric(kind_of_value(content)) && algebra::is_numeric(column.kind);
   throw error(error_code::wrong_type,
               "column " + column.name + ": " + shown(content) +
                   (numbers ? " has no place in a column of type " : " does not fit the type ") +
@@ -204,7 +180,8 @@ embedded::value column_converter::convert(std::size_t position, value const& con
 
 std::optional<value> exactly_as(kind target, value const& content) {
   kind const given = kind_of_value(content);
-  if (given == target || !is_numeric_kind(given) || !is_numeric_kind(target)) return content;
+  if (given == target || !algebra::is_numeric(given) || !algebra::is_numeric(target))
+    return content;
   auto const as_value = [](auto const& converted) -> std::optional<value> {
     if (!converted) return std::nullopt;
     return value(*converted);

@@ -1,5 +1,6 @@
 #include "sql/run/describe.h"
 
+#include "sql/catalogue/catalogue.h"
 #include "sql/run/texts.h"
 
 namespace qd::sql {
@@ -26,27 +27,8 @@ table_description::index describe(embedded::read_context const& context,
 }  // namespace
 
 std::string type_text(embedded::column_description const& column) {
-  switch (column.type) {
-    case embedded::column_type::string:
-      return "text";
-    case embedded::column_type::binary:
-      return "bytea";
-    case embedded::column_type::signed_integer:
-      return "bigint";
-    case embedded::column_type::unsigned_integer:
-      return "unsigned";
-    case embedded::column_type::decimal:
-      return "numeric";
-    case embedded::column_type::single_float:
-      return "real";
-    case embedded::column_type::double_float:
-      return "double precision";
-    case embedded::column_type::reference:
-      return to_utf8(column.referenced_class);
-    case embedded::column_type::boolean:
-      return "boolean";
-  }
-  return {};
+  if (column.type == embedded::column_type::reference) return to_utf8(column.referenced_class);
+  return algebra::kind_name(kind_of_type(column.type));
 }
 
 std::vector<table_description> describe_tables(embedded::read_context const& context) {
