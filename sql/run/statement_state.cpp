@@ -68,15 +68,10 @@ bool statement_state::step() {
   if (now == phase::finished || now == phase::failed) {
     throw error(error_code::wrong_row, "the statement's run has ended: reset it before it steps");
   }
-  stop_scope const running(connection->stop);
+  bool const goes_on = now == phase::running;
+  stop_scope const running(connection->stop, goes_on ? operation_->reading() : 0);
   try {
-    bool found = false;
-    if (now == phase::ready) {
-      found = begin();
-    } else {
-      connection->stop.watch(operation_->reading());
-      found = operation_->next(row);
-    }
+    bool const found = goes_on ? operation_->next(row) : begin();
     if (found) {
       ++outcome.rows;
       now = phase::running;

@@ -16,7 +16,13 @@ namespace qd::sql {
 //     stopped   it has done so; the end of the step takes the marks back
 class stop_signal {
  public:
-  void begin() noexcept { state_.store(running); }
+  // A step that goes on reading through `context` watches it from the start, which costs a row less
+  // than a watch of its own; 0: none yet. Whoever sees the state sees the context.
+  void begin(unsigned long context) noexcept {
+    if (context != 0) watched_[watched_count_++] = context;
+    context_.store(context, std::memory_order_relaxed);
+    state_.store(running, std::memory_order_release);
+  }
   // From now on kernel calls through this context are to be stopped as well. At most a few contexts
   // in one step.
   void watch(unsigned long context) noexcept;
@@ -42,7 +48,9 @@ class stop_signal {
 // Runs one step: begins and ends the signal.
 class stop_scope {
  public:
-  explicit stop_scope(stop_signal& signal) : signal_(signal) { signal_.begin(); }
+  explicit stop_scope(stop_signal& signal, unsigned long context = 0) : signal_(signal) {
+    signal_.begin(context);
+  }
   ~stop_scope() { signal_.end(); }
   stop_scope(stop_scope const&) = delete;
   stop_scope& operator=(stop_scope const&) = delete;

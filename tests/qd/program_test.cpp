@@ -117,6 +117,8 @@ TEST(prompt, statements_of_several_lines_and_history) {
   // The line two before, again.
   at.type("\x1b[A\x1b[A\x01SELECT 'again' \n");
   EXPECT_THAT(at.wait_for("1 row in"), HasSubstr(" again |        2"));
+  // The end of input counts at the prompt only.
+  at.wait_for("qd*> ");
   at.type("\x04");
   EXPECT_EQ(at.status(), 0);
 }
@@ -140,6 +142,7 @@ TEST(prompt, an_interrupt_stops_the_statement_or_drops_the_line) {
   at.wait_for("qd> ");
   at.type("SELECT count(*) + 5 FROM t;\n");
   at.wait_for("15");
+  at.wait_for("qd> ");
   at.type(".quit\n");
   EXPECT_EQ(at.status(), 0);
 }

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "support/scratch_directory.h"
 
@@ -23,10 +24,15 @@ void execute(std::vector<std::string> const& arguments) {
   _exit(127);
 }
 
+// The exit status, or minus the signal that ended the program.
+int exit_status_of(int status) {
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
 int wait_for_end(pid_t process) {
   int status = 0;
   waitpid(process, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return exit_status_of(status);
 }
 
 std::string content_of(std::filesystem::path const& file) {
@@ -94,7 +100,15 @@ std::string terminal::wait_for(std::string const& text) {
 }
 
 int terminal::status() {
-  pid_t const process = process_;
+  auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  int status = 0;
+  while (waitpid(process_, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > end) {
+      ADD_FAILURE() << "the program does not end";
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   process_ = 0;
-  return wait_for_end(process);
+  return exit_status_of(status);
 }
