@@ -136,7 +136,7 @@ TEST(prompt, an_interrupt_stops_the_statement_or_drops_the_line) {
   at.type(endless + ";\n");
   at.wait_for(" m;\r\n");
   // An interrupt between the line and its statement would find nothing to stop.
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  std::this_thread::sleep_for(std::chrono::seconds(2));
   at.type("\x03");
   at.wait_for("error 9014");
   at.wait_for("qd> ");
