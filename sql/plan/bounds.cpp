@@ -61,11 +61,12 @@ class finder {
   finder(table_info const& table, TableVariable const& variable, variable_numbers& numbers)
       : table_(table), variable_(variable), numbers_(numbers), own_(numbers.of(variable)) {}
 
+  // Operations without an overload of `of` are no bounds, unless they are a boolean column.
   std::optional<bound> find(Expression const& expression) {
     return std::visit(
         [&]<typename T>(T const& alternative) -> std::optional<bound> {
-          if constexpr (requires { alternative.arguments; }) {
-            return of(alternative, alternative.arguments);
+          if constexpr (requires { this->of(alternative, alternative.arguments); }) {
+            return this->of(alternative, alternative.arguments);
           } else {
             return truth(expression, true);
           }
@@ -78,11 +79,6 @@ class finder {
  private:
   using operands = std::vector<Expression>;
 
-  // Other operations are no bounds.
-  template <typename Tag>
-  std::optional<bound> of(Operation<Tag> const&, operands const&) {
-    return std::nullopt;
-  }
   std::optional<bound> of(Operation<library::Equal> const&, operands const& sides) {
     return comparison(bound_kind::equal, sides);
   }
