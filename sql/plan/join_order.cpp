@@ -4,6 +4,7 @@
 #include <cmath>
 #include <deque>
 #include <numeric>
+#include <tuple>
 
 namespace qd::sql::planning {
 
@@ -21,7 +22,18 @@ struct step {
   double rows;  // Per left row.
   double cost;  // Per left row.
   double once;  // Besides, however many left rows there are.
+  // Whether no condition is between the rows and the left ones, and they may be several: however
+  // few they are taken to be, such a member comes after all others.
+  bool crossed = false;
 };
+
+// The variables and what can be computed from them.
+variable_set with_computed(join_group const& group, variable_set variables) {
+  for (join_group::computed const& each : group.computes) {
+    if (variables.includes(each.uses)) variables.add(each.number);
+  }
+  return variables;
+}
 
 // Stays where it is made: its paths point into it.
 class candidate {
@@ -30,7 +42,8 @@ class candidate {
   candidate& operator=(candidate const&) = delete;
   candidate(join_group const& group, join_group::member const& member, relation_facts const& facts,
             variable_numbers& numbers)
-      : group_(group), member_(member), facts_(facts) {
+      : group_(group), member_(member), facts_(facts), constants_(with_computed(group, {})) {
+    own_ = with_computed(group, member.variables).without(constants_);
     if (auto const* table = std::get_if<algebra::table>(&member.relation->content)) {
       table_ = &facts.info_of(table->variable);
       bounds_ = find_bounds(*table_, table->variable, group.conditions, numbers);
@@ -51,7 +64,7 @@ class candidate {
   step as_next(variable_set const& known) const {
     if (table_) {
       access_path const next = paths_->best(known, nullptr);
-      return {next.rows, next.cost, 0};
+      return {next.rows, next.cost, 0, !next.single && !is_linked(known)};
     }
     double const rows = row_count();
     bool const reaches =
@@ -60,12 +73,23 @@ class candidate {
         });
     if (reaches) {
       double const found = std::max(1.0, std::sqrt(rows));
-      return {found, found * derived_row_cost * 2, 0};
+      return {found, found * derived_row_cost * 2, 0, false};
     }
-    return {rows * share_of(known), rows * pair_cost, rows * derived_row_cost};
+    return {rows * share_of(known), rows * pair_cost, rows * derived_row_cost,
+            rows > 1 && !is_linked(known)};
   }
 
  private:
+  // Whether a condition says which of the member's rows belong to a left row.
+  bool is_linked(variable_set const& known) const {
+    return std::any_of(group_.conditions.begin(), group_.conditions.end(),
+                       [&](condition const& each) {
+                         variable_set const others = each.uses.without(own_);
+                         return each.uses.intersects(own_) && known.includes(others) &&
+                                !constants_.includes(others);
+                       });
+  }
+
   double row_count() const {
     if (row_count_ < 0) {
       row_count_ =
@@ -89,6 +113,8 @@ class candidate {
   join_group const& group_;
   join_group::member const& member_;
   relation_facts const& facts_;
+  variable_set constants_;             // Computed from nothing.
+  variable_set own_;                   // The member's, and what is computed from them.
   table_info const* table_ = nullptr;  // Null of any other relation.
   variable_number number_ = 0;
   std::vector<bound> bounds_;
@@ -109,7 +135,11 @@ order greedy_from(std::size_t start, std::deque<candidate> const& candidates,
   double rows = std::max(first.rows, 1.0);
   result.cost = first.once;
   variable_set known = outer;
-  known.merge(group.members[start].variables);
+  auto const learn = [&](std::size_t member) {
+    known.merge(group.members[member].variables);
+    known = with_computed(group, std::move(known));
+  };
+  learn(start);
   std::vector<std::size_t> rest(candidates.size());
   std::iota(rest.begin(), rest.end(), std::size_t{0});
   rest.erase(rest.begin() + static_cast<std::ptrdiff_t>(start));
@@ -118,14 +148,15 @@ order greedy_from(std::size_t start, std::deque<candidate> const& candidates,
     step best_step = candidates[*best].as_next(known);
     for (auto each = rest.begin() + 1; each != rest.end(); ++each) {
       step const next = candidates[*each].as_next(known);
-      if (std::pair(next.rows, next.cost) < std::pair(best_step.rows, best_step.cost)) {
+      if (std::tuple(next.crossed, next.rows, next.cost) <
+          std::tuple(best_step.crossed, best_step.rows, best_step.cost)) {
         best = each;
         best_step = next;
       }
     }
     result.cost += rows * best_step.cost + best_step.once;
     rows = std::max(rows * best_step.rows, 1.0);
-    known.merge(group.members[*best].variables);
+    learn(*best);
     result.members.push_back(*best);
     rest.erase(best);
   }
