@@ -97,6 +97,12 @@ class finder {
   std::optional<bound> of(Operation<library::NotOperator> const&, operands const& operand) {
     return truth(operand[0], false);
   }
+  // `condition IS TRUE`: of a row it asks no more than the condition does.
+  std::optional<bound> of(Operation<library::IfOperator> const&, operands const& parts) {
+    bool const is_test = algebra::equal(parts[1], algebra::boolean_literal(true)) &&
+                         algebra::equal(parts[2], algebra::boolean_literal(false));
+    return is_test ? find(parts[0]) : std::nullopt;
+  }
   std::optional<bound> of(Operation<library::IsNullOperator> const&, operands const& operand) {
     return null_test(bound_kind::equal, operand[0], null_share);
   }
@@ -131,11 +137,14 @@ class finder {
     for (Expression const* each : alternatives) {
       auto const* const equal = operands_of<library::Equal>(*each);
       std::optional<bound> next = equal ? comparison(bound_kind::equal, *equal) : std::nullopt;
-      if (!next || !next->pins || (result && result->column != next->column)) return std::nullopt;
-      if (result) {
-        result->values.push_back(std::move(next->values.front()));
-      } else {
+      if (!next || (result && result->column != next->column)) return std::nullopt;
+      bool const holds_never =
+          equals_no_key(table_.columns[next->column].kind, next->values.front());
+      if (!next->pins && !holds_never) return std::nullopt;
+      if (!result || (!result->pins && next->pins)) {
         result = std::move(next);
+      } else if (next->pins) {
+        result->values.push_back(std::move(next->values.front()));
       }
     }
     // Literals of one kind that is not floating are equal exactly when their contents are.
@@ -173,7 +182,6 @@ class finder {
     if (!column) return std::nullopt;
     bound result = with_value(*column, kind, algebra::null_literal(), share);
     result.exclude_null = false;
-    result.exact = true;
     result.pins = kind == bound_kind::equal;
     return result;
   }
@@ -198,26 +206,13 @@ class finder {
                  .values = {},
                  .uses = numbers_.uses(value),
                  .exclude_null = true,
-                 .exact = false,
+                 .exact = true,
                  .pins = false,
                  .share = share};
     std::optional<Expression> literal = literal_of_kind(table_.columns[column].kind, value);
-    result.exact = literal || is_stored(table_.columns[column].kind, value);
     result.pins = literal && kind == bound_kind::equal;
     result.values.push_back(literal ? std::move(*literal) : value);
     return result;
-  }
-
-  // A stored column of the kind, or a reference to a row: never of another kind when it runs.
-  static bool is_stored(kind wanted, Expression const& value) {
-    return algebra::kind_of(value) == wanted && std::visit(
-                                                    []<typename T>(T const&) {
-                                                      return requires(T const& alternative) {
-                                                        alternative.table_variable;
-                                                      }
-                                                      || std::is_same_v<T, TableVariable>;
-                                                    },
-                                                    value.variant);
   }
 
   // The number of the table's column that the expression is.

@@ -17,13 +17,14 @@ struct bound {
   std::size_t column;     // Its number in the table.
   bound_kind kind;
   // The operand, without variables of the table. Several are alternatives, for `equal` only:
-  // literals of the column's own kind, no two of them equal.
+  // literals of the column's own kind, no two of them equal. Alternatives that no key equals, such
+  // as NULL, are left out.
   std::vector<Expression> values;
   variable_set uses;  // What the operand reads.
   bool exclude_null;  // False of the bounds that stand for IS NULL and IS NOT NULL.
-  // Whether the keys within the bound are those for which the condition holds, as long as it is on
-  // the last column that is bounded. It is not when the operand may have another kind than the
-  // column when it runs, as a parameter may, or lies between two keys.
+  // Whether the keys within the bound are those for which the condition holds, whatever value the
+  // operand turns out to have, as long as it is on the last column that is bounded. It is not when
+  // it stands for a part of a pattern.
   bool exact;
   // Whether it is an equality with a value that is known now: a literal of the column's own kind,
   // or the NULL of IS NULL. Bounds on a following column then apply to a single key. An equality

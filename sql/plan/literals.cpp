@@ -28,6 +28,10 @@ std::optional<millionths> exact_number(T const& content) {
   }
 }
 
+bool is_floating(kind tested) {
+  return tested == kind::double_float || tested == kind::single_float;
+}
+
 std::optional<Expression> number_of_kind(kind wanted, millionths number) {
   if (wanted == kind::decimal) {
     if (number < -Decimal::max_scaled || number > Decimal::max_scaled) return std::nullopt;
@@ -72,6 +76,16 @@ std::optional<Expression> literal_of_kind(kind wanted, Expression const& express
           if (same_content && algebra::kind_of(expression) == wanted) return expression;
           return std::nullopt;
         }
+      },
+      *constant);
+}
+
+bool equals_no_key(kind wanted, Expression const& expression) {
+  auto const* const constant = std::get_if<Constant>(&expression.variant);
+  if (!constant || is_floating(wanted) || literal_of_kind(wanted, expression)) return false;
+  return std::visit(
+      []<typename T>(T const& content) {
+        return std::is_same_v<T, operator_library::NullValue> || exact_number(content).has_value();
       },
       *constant);
 }

@@ -13,6 +13,10 @@ namespace qd::sql::planning {
 std::optional<algebra::Expression> literal_of_kind(algebra::kind wanted,
                                                    algebra::Expression const& expression);
 
+// Whether the expression is a literal, and of the values of `wanted`, a kind that keys have, equals
+// none: NULL, or a number between or beyond them.
+bool equals_no_key(algebra::kind wanted, algebra::Expression const& expression);
+
 // The content of a text literal; none of any other expression.
 std::optional<std::u16string> literal_text(algebra::Expression const& expression);
 algebra::Expression text_literal(std::u16string const& content);

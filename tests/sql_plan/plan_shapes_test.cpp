@@ -82,11 +82,10 @@ Transform t1.name
     {"IS NULL pins a column as a literal does",
      "SELECT name FROM city WHERE code IS NULL AND name >= 'n' AND name < $1", R"(
 Transform t1.name
-  Filter (t1.name < $0)
-    Scan t1 = city by city_code_name ascending
-      code = NULL
-      name >= 'n', not NULL
-      name < $0, not NULL
+  Scan t1 = city by city_code_name ascending
+    code = NULL
+    name >= 'n', not NULL
+    name < $0, not NULL
 )"},
     {"a pattern without wildcards is an equality, one with others keeps its filter",
      "SELECT name FROM city WHERE code LIKE 'c1' AND name LIKE 'n\\%_'", R"(
@@ -102,11 +101,12 @@ Transform t1.name
   Scan t1 = city by city_id ascending
     id = 2, not NULL
 )"},
-    {"an inexact equality stays a filter", "SELECT name FROM city WHERE id = 2.5", R"(
+    {"an end of the range that is no key is an end all the same",
+     "SELECT name FROM city WHERE id > 2.5 AND id <= $1", R"(
 Transform t1.name
-  Filter (t1.id = 2.500000)
-    Scan t1 = city by city_id ascending
-      id = 2.500000, not NULL
+  Scan t1 = city by city_id ascending
+    id > 2.500000, not NULL
+    id <= $0, not NULL
 )"},
     {"equal members of a list must not repeat rows",
      "SELECT name FROM city WHERE id IN (3, 2, 2.0, 3.0)", R"(
@@ -117,9 +117,17 @@ Transform t1.name
     Scan t1 = city by city_id ascending
       id = 3, not NULL
 )"},
-    {"a list with NULL is no union", "SELECT name FROM city WHERE id IN (3, NULL)", R"(
+    {"NULL and what lies between two keys are equal to none",
+     "SELECT name FROM city WHERE id IN (3, NULL, 2.5) AND (code = 'c1') IS TRUE", R"(
 Transform t1.name
-  Filter ((t1.id = 3) OR (t1.id = NULL))
+  Filter if((t1.code = 'c1'), TRUE, FALSE)
+    Scan t1 = city by city_id ascending
+      id = 3, not NULL
+)"},
+    {"a list with a parameter is no union: two of its members may be equal",
+     "SELECT name FROM city WHERE id IN (3, $1)", R"(
+Transform t1.name
+  Filter ((t1.id = 3) OR (t1.id = $0))
     Scan t1 = city by city.extent ascending
 )"},
     {"an operand that can fail is not evaluated before the condition that guards it",
@@ -227,6 +235,31 @@ Transform t1.name
       t1 = country := t2.state
       Scan t2 = city by city_id ascending
         id > 5, not NULL
+)"},
+    {"what a path leads to finds rows by their index, so its table comes first",
+     "SELECT c.name FROM country k JOIN city c ON k.code = c.state.code", R"(
+Transform t1.name
+  Join inner
+    Extend
+      t2 = country := t1.state
+      Scan t1 = city by city.extent ascending
+    Scan t3 = country by country_code ascending
+      code = t2.code, not NULL
+)"},
+    {"few rows that no condition links to the others are still a cross product",
+     "SELECT a.name FROM country k JOIN city a ON a.code = k.code"
+     " JOIN city b ON b.people = a.people WHERE k.name = 'k1' AND b.id = 3",
+     R"(
+Transform t1.name
+  Join inner
+    Join inner
+      Scan t2 = city by city_id ascending
+        id = 3, not NULL
+      Scan t1 = city by city_people ascending
+        people = t2.people, not NULL
+    Filter (t3.name = 'k1')
+      Scan t3 = country by country_code ascending
+        code = t1.code, not NULL
 )"},
     {"groups are looked up by what they are joined with",
      "SELECT k.name, d.n FROM country k JOIN"
