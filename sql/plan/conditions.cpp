@@ -114,6 +114,18 @@ double cost_of_testing(Expression const& condition) {
       condition.variant);
 }
 
+Expression substituted(Expression expression, std::vector<algebra::Alias> const& aliases) {
+  return algebra::replace(
+      std::move(expression), [&](Expression const& part) -> std::optional<Expression> {
+        for (algebra::Alias const& alias : aliases) {
+          if (algebra::equal(part, physical_queryplan::AsExpression(alias.variable))) {
+            return alias.expression;
+          }
+        }
+        return std::nullopt;
+      });
+}
+
 std::vector<Expression> expressions_of(std::vector<condition> conditions) {
   std::vector<Expression> expressions;
   expressions.reserve(conditions.size());

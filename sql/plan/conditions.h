@@ -38,6 +38,9 @@ double share_left_by(Expression const& condition);
 // What testing it costs per row; reading a record of an extent costs 1.
 double cost_of_testing(Expression const& condition);
 
+// The expression with each alias's own expression in place of its variable.
+Expression substituted(Expression expression, std::vector<algebra::Alias> const& aliases);
+
 std::vector<Expression> expressions_of(std::vector<condition> conditions);
 
 }  // namespace qd::sql::planning

@@ -79,7 +79,7 @@ planned planner::plan_full_join(algebra::join join, std::vector<condition> condi
   PredicateVariant both = joined_once(join_kind::full, expressions_of(std::move(conditions)),
                                       std::move(left.plan), std::move(right.plan), markers_);
   return {filtered(expressions_of(std::move(asked.conditions)), std::move(both)),
-          left.rows + right.rows, left.has_transform || right.has_transform};
+          left.rows + right.rows};
 }
 
 // Conditions above that do not concern the right side hold for left rows; those of the join itself
@@ -113,7 +113,12 @@ bool planner::is_kept(algebra::relation const& right, variable_set const& right_
   bool const reaches =
       std::any_of(conditions.begin(), conditions.end(),
                   [&](condition const& each) { return facts_.reaches_index(right, each, others); });
-  if (reaches) return false;
+  if (reaches) {
+    if (left_rows < kept_rows_gain) return false;
+    double const recomputed = facts_.recomputed_rows(right, conditions, others);
+    double const kept = facts_.read_rows(right) + left_rows * facts_.widest_rows(right);
+    return left_rows * recomputed > kept_rows_gain * kept;
+  }
   if (!is_simple(right)) return true;
   auto const* const table = std::get_if<algebra::table>(&right.content);
   if (!table || left_rows < kept_rows_gain) return false;
@@ -141,7 +146,7 @@ planned planner::join_with(join_kind kind, planned left, variable_set const& lef
     double const rows = std::max(left.rows * kept.rows * (conditions.empty() ? 1 : 0.1), 1.0);
     return {joined_once(kind, expressions_of(std::move(conditions)), std::move(left.plan),
                         std::move(kept.plan), markers_),
-            rows, left.has_transform || kept.has_transform, left.sorted};
+            rows, left.sorted};
   }
   variable_set bound_above = outer;
   bound_above.merge(left_variables);
@@ -153,7 +158,7 @@ planned planner::join_with(join_kind kind, planned left, variable_set const& lef
   return {kind == join_kind::left
               ? build::left_join(std::move(left.plan), std::move(matches.plan))
               : build::inner_join(std::move(left.plan), std::move(matches.plan)),
-          rows, left.has_transform, left.sorted};
+          rows, left.sorted};
 }
 
 }  // namespace qd::sql::planning

@@ -19,11 +19,7 @@ using physical_queryplan::QueryPlan::PredicateVariant;
 // A plan and what its surroundings must know of it.
 struct planned {
   PredicateVariant plan;
-  double rows;  // Estimated; at least 0.
-  // Whether a Transform stands in it. Such a plan must never stand below the right side of an inner
-  // or left Join: a Transform's outputs are positions in its child's row, and there the left row
-  // lies in front of it.
-  bool has_transform = false;
+  double rows;          // Estimated; at least 0.
   bool sorted = false;  // In the order that was wanted.
 };
 

@@ -83,7 +83,7 @@ planned planner::plan_of(algebra::table table, request asked) {
         return facts_.row_count(info);
       }).best(asked.outer, asked.wanted);
   return {read_table(std::move(table.variable), path, std::move(asked.conditions), bounds),
-          path.rows, false, path.sorted && asked.wanted};
+          path.rows, path.sorted && asked.wanted};
 }
 
 // Conditions on the groups' values hold for whole groups and can be tested before grouping; those
@@ -100,15 +100,7 @@ planned planner::plan_of(algebra::aggregate aggregate, request asked) {
       above.push_back(std::move(each));
       continue;
     }
-    Expression tested = algebra::replace(
-        std::move(each.expression), [&](Expression const& part) -> std::optional<Expression> {
-          for (algebra::Alias const& alias : aggregate.group_by) {
-            if (algebra::equal(part, physical_queryplan::AsExpression(alias.variable))) {
-              return alias.expression;
-            }
-          }
-          return std::nullopt;
-        });
+    Expression tested = substituted(std::move(each.expression), aggregate.group_by);
     variable_set uses = numbers_.uses(tested);
     below.push_back({std::move(tested), std::move(uses)});
   }
@@ -140,7 +132,7 @@ planned planner::plan_of(algebra::aggregate aggregate, request asked) {
   double const rows = aggregate.group_by.empty() ? 1 : child.rows;
   PredicateVariant groups = build::aggregation(
       std::move(aggregate.aggregates), std::move(aggregate.group_by), std::move(child.plan));
-  return {filtered(expressions_of(std::move(above)), std::move(groups)), rows, child.has_transform};
+  return {filtered(expressions_of(std::move(above)), std::move(groups)), rows};
 }
 
 planned planner::plan_of(algebra::sort sort, request asked) {
@@ -222,8 +214,7 @@ planned planner::plan_of(algebra::union_all united, request asked) {
   };
   planned left = side(std::move(united.left), asked.conditions);
   planned right = side(std::move(united.right), std::move(asked.conditions));
-  return {build::union_all(std::move(left.plan), std::move(right.plan)), left.rows + right.rows,
-          true};
+  return {build::union_all(std::move(left.plan), std::move(right.plan)), left.rows + right.rows};
 }
 
 }  // namespace qd::sql::planning

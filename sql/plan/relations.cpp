@@ -139,6 +139,71 @@ double relation_facts::row_count(relation const& counted) const {
   return std::visit(visitor, counted.content);
 }
 
+double relation_facts::read_rows(relation const& read) const {
+  if (auto const* table = std::get_if<algebra::table>(&read.content)) {
+    return row_count(info_of(table->variable));
+  }
+  double rows = 0;
+  for_each_child(read, [&](relation const& child) { rows += read_rows(child); });
+  return rows;
+}
+
+double relation_facts::widest_rows(relation const& joined) const {
+  if (auto const* join = std::get_if<algebra::join>(&joined.content)) {
+    return std::max(widest_rows(*join->left), widest_rows(*join->right));
+  }
+  if (auto const* filter = std::get_if<algebra::filter>(&joined.content)) {
+    return widest_rows(*filter->child);
+  }
+  if (auto const* compute = std::get_if<algebra::compute>(&joined.content)) {
+    return widest_rows(*compute->child);
+  }
+  return row_count(joined);
+}
+
+double relation_facts::recomputed_rows(relation const& read, std::vector<condition> conditions,
+                                       variable_set const& known) const {
+  auto const add = [&](std::vector<Expression> const& more) {
+    for (Expression const& each : more) conditions.push_back({each, numbers_.uses(each)});
+  };
+  auto const substitute = [&](std::vector<algebra::Alias> const& aliases) {
+    for (condition& each : conditions) {
+      each.expression = substituted(std::move(each.expression), aliases);
+      each.uses = numbers_.uses(each.expression);
+    }
+  };
+  auto const rows_of_side = [&](relation const& side, relation const& other) -> double {
+    if (is_simple(side)) return 0;
+    variable_set beside = known;
+    beside.merge(variables_of(other, numbers_));
+    bool const reached =
+        std::any_of(conditions.begin(), conditions.end(),
+                    [&](condition const& each) { return reaches_index(side, each, beside); });
+    return reached ? recomputed_rows(side, conditions, beside) : read_rows(side);
+  };
+  auto const visitor = [&]<typename T>(T const& content) -> double {
+    if constexpr (std::is_same_v<T, algebra::join>) {
+      add(content.conditions);
+      return rows_of_side(*content.left, *content.right) +
+             rows_of_side(*content.right, *content.left);
+    } else if constexpr (std::is_same_v<T, algebra::filter>) {
+      add(content.conditions);
+      return recomputed_rows(*content.child, std::move(conditions), known);
+    } else if constexpr (std::is_same_v<T, algebra::compute>) {
+      substitute(content.aliases);
+      return recomputed_rows(*content.child, std::move(conditions), known);
+    } else if constexpr (std::is_same_v<T, algebra::aggregate>) {
+      substitute(content.group_by);
+      return recomputed_rows(*content.child, std::move(conditions), known);
+    } else if constexpr (std::is_same_v<T, algebra::sort>) {
+      return recomputed_rows(*content.child, std::move(conditions), known);
+    } else {
+      return 0;
+    }
+  };
+  return std::visit(visitor, read.content);
+}
+
 bool relation_facts::reaches_index(relation const& relation, condition const& equality,
                                    variable_set const& outer) const {
   auto const* const sides = operands_of<operator_library::Equal>(equality.expression);

@@ -9,7 +9,9 @@ namespace qd::sql::planning {
 // The variables of a relation's rows.
 variable_set variables_of(algebra::relation const& relation, variable_numbers& numbers);
 
-// Whether its plan will have a Transform in it: that of a union's sides.
+// Whether its plan will have a Transform in it: that of a union's sides. Such a plan must never stand
+// below the right side of an inner or left Join: a Transform's outputs are positions in its child's
+// row, and there the left row lies in front of it.
 bool has_union(algebra::relation const& relation);
 
 // Rows that are read from one table or written in the statement, filtered and extended at most: as
@@ -26,6 +28,14 @@ class relation_facts {
   // The rows of a table, and how many rows a relation is taken to have.
   double row_count(table_info const& table) const;
   double row_count(algebra::relation const& relation) const;
+
+  // The rows of all tables in the relation, and of the part with the most rows that are joined.
+  double read_rows(algebra::relation const& relation) const;
+  double widest_rows(algebra::relation const& relation) const;
+  // The rows that are read each time that the relation is read with what is `known`, because they
+  // are those of a derived table in it that no index reaches from there and its neighbours.
+  double recomputed_rows(algebra::relation const& relation, std::vector<condition> conditions,
+                         variable_set const& known) const;
 
   // Whether the condition, an equality with something of `outer`, becomes a bound of an index scan
   // when it is planned with the relation.

@@ -276,6 +276,36 @@ Transform t1.name, d1
       Scan t2 = city by city_code_name ascending
         code = t1.code, not NULL
 )"},
+    {"groups that no index reaches are not computed again for every row left of them",
+     "SELECT c.name, s.p FROM city c LEFT JOIN (SELECT k.code AS code, g.p AS p FROM country k"
+     " JOIN (SELECT DISTINCT concat(name, 'x') AS p FROM city) g ON g.p = k.name) s"
+     " ON s.code = c.code",
+     R"(
+Transform t1.name, d1
+  Filter is_not_null(d2)
+    Join full on (t2.code = t1.code)
+      Extend
+        d2 := TRUE
+        Extend
+          t1.code := t1.code
+          Scan t1 = city by city.extent ascending
+      Extend
+        t2.code := t2.code
+        Filter (is_not_null(d3) AND is_not_null(d4))
+          Join full on (d1 = t2.name)
+            Extend
+              d3 := TRUE
+              Extend
+                t2.name := t2.name
+                Scan t2 = country by country.extent ascending
+            Extend
+              d4 := TRUE
+              Aggregate
+                by d1 := d1
+                Extend
+                  d1 := concat(t3.name, 'x')
+                  Scan t3 = city by city.extent ascending
+)"},
     {"a union cannot stand right of a join: it is read once, and rows are marked",
      "SELECT k.name, d.x FROM country k LEFT JOIN"
      " (SELECT code AS x FROM city UNION ALL SELECT code FROM country) d"
