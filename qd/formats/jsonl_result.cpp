@@ -50,7 +50,9 @@ void jsonl_result::begin(result_head const& head) {
   append_member(pending_, "command");
   append_json_string(pending_, head.command);
   pending_ += ",\"columns\":[";
+  kinds_.clear();
   for (std::size_t i = 0; i < head.columns.size(); ++i) {
+    kinds_.push_back(head.columns[i].kind);
     pending_ += i == 0 ? "{" : ",{";
     append_member(pending_, "name");
     append_json_string(pending_, head.columns[i].name);
@@ -72,10 +74,23 @@ void jsonl_result::row(std::span<sql::value const> values) {
   first_row_ = false;
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (i > 0) pending_ += ',';
-    append_json_value(pending_, values[i], exact_numbers::as_strings);
+    append_value(values[i], kinds_[i]);
   }
   pending_ += ']';
   if (pending_.size() >= flush_bytes) write_pending();
+}
+
+// The column's kind says what a string in JSON is, unless the value's own has to.
+void jsonl_result::append_value(sql::value const& content, sql::algebra::kind column) {
+  auto const own = static_cast<sql::algebra::kind>(content.index());
+  bool const tells_kind = own != column && !content.is_null();
+  if (tells_kind) {
+    pending_ += "{\"kind\":";
+    append_json_string(pending_, sql::algebra::kind_name(own));
+    pending_ += ",\"value\":";
+  }
+  append_json_value(pending_, content, exact_numbers::as_strings);
+  if (tells_kind) pending_ += '}';
 }
 
 void jsonl_result::end(result_end const& outcome) {

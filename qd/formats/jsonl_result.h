@@ -10,6 +10,10 @@ namespace qd::program {
 //     {"command":"SELECT","columns":[{"name":"a","kind":"bigint"}],"rows":[["1"],[null]],
 //      "row_count":2,"refused_lines":[],"prepare_ms":0.1,"elapsed_ms":0.2}
 //
+// A value of another kind than its column, as a parameter in the outputs may have, is
+//
+//     {"kind":"bytea","value":"0aff"}
+//
 // `columns` and `rows` are empty for statements without rows; `row_count` then is how many rows were
 // inserted, changed, deleted or copied. 64-bit integers and Decimals are strings. One that fails has
 //
@@ -30,8 +34,10 @@ class jsonl_result final : public result_format {
   bool tells_everything() const override { return true; }
 
  private:
+  void append_value(sql::value const& content, sql::algebra::kind column);
   void write_pending();
 
+  std::vector<sql::algebra::kind> kinds_;  // Of the columns.
   bool begun_ = false;
   bool first_row_ = true;
   std::string pending_;

@@ -95,10 +95,11 @@ TEST_F(formats, jsonl) {
       written(output_format::jsonl,
               {values, "SELECT\n  nothing", "SELECT 1 / a FROM (VALUES (1), (0)) AS v(a)",
                "CREATE TABLE t (a bigint, t t)", "INSERT INTO t VALUES (5, NULL)", ".tables",
-               "SELECT '\x01\x1f\x7f\\', 0e0 / 0, 1.5e0"}));
+               "SELECT '\x01\x1f\x7f\\', 0e0 / 0, 1.5e0", "PREPARE p AS SELECT $1, $2, $3",
+               "EXECUTE p ('5', 5, x'0aff')"}));
   std::vector<json> objects;
   for (std::string line; std::getline(lines, line);) objects.push_back(json::parse(line));
-  ASSERT_EQ(objects.size(), 7u);
+  ASSERT_EQ(objects.size(), 9u);
   EXPECT_EQ(objects[0]["command"], "SELECT");
   EXPECT_EQ(objects[0]["columns"][3], json({{"name", "d"}, {"kind", "numeric"}}));
   EXPECT_EQ(objects[0]["rows"], json({{"1", "a|\"日\"\n", nullptr, "0.5", true, "0aff",
@@ -116,6 +117,10 @@ TEST_F(formats, jsonl) {
   EXPECT_EQ(objects[4]["row_count"], 1);
   EXPECT_EQ(objects[5]["rows"], json({{"t", nullptr, "1"}}));
   EXPECT_EQ(objects[6]["rows"], json({{"\x01\x1f\x7f\\", "NaN", 1.5}}));
+  // Nothing told the kinds of these columns, so the values tell theirs.
+  EXPECT_EQ(
+      objects[8]["rows"],
+      json({{"5", {{"kind", "bigint"}, {"value", "5"}}, {{"kind", "bytea"}, {"value", "0aff"}}}}));
   EXPECT_EQ(messages.str(), "");
 }
 
