@@ -116,8 +116,7 @@ bound_insert bind(syntax::insert const& insert, binding_context const& context) 
                                            insert.column_positions[i]));
   }
   if (!insert.source) {
-    // DEFAULT VALUES: one row of NULLs.
-    result.columns.clear();
+    // DEFAULT VALUES: one row of NULLs, whatever the columns.
     result.source = binder.finish(algebra::make_relation(algebra::one_row{}), {});
     return result;
   }
