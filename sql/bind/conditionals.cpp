@@ -76,6 +76,11 @@ Expression expression_binder::bind_content(syntax::case_expression const& source
 Expression expression_binder::bind_content(syntax::cast const& cast, surroundings const& around,
                                            text_position position) {
   if (cast.target.type == syntax::type_name::kind::class_reference) {
+    syntax::object_name const name{cast.target.class_name, cast.target.position};
+    if (!context_.catalogue.find(context_.reader, name)) {
+      throw error(error_code::not_supported, "there is no type " + name.parts.back(),
+                  cast.target.position);
+    }
     throw error(error_code::not_supported, "a cast to a class is not supported",
                 cast.target.position);
   }

@@ -18,12 +18,25 @@ syntax::create_table converter::convert_create_table(PgQuery__CreateStmt const& 
     refuse("INHERITS of several tables is", place_of(*create.inh_relations[1]));
   }
   if (create.n_inh_relations == 1) result.base = table_name(*create.inh_relations[0]->range_var);
+  bool has_primary_key = false;
+  auto const count_primary_key = [&](PgQuery__Constraint const& constraint) {
+    if (constraint.contype != PG_QUERY__CONSTR_TYPE__CONSTR_PRIMARY) return;
+    if (has_primary_key) {
+      throw error(error_code::bad_definition, "a table has one PRIMARY KEY",
+                  place(constraint.location));
+    }
+    has_primary_key = true;
+  };
   for (PgQuery__Node const* const node : QD_NODES(create, table_elts)) {
     switch (node->node_case) {
       case PG_QUERY__NODE__NODE_COLUMN_DEF:
+        for (PgQuery__Node const* const each : QD_NODES(*node->column_def, constraints)) {
+          count_primary_key(*each->constraint);
+        }
         result.columns.push_back(convert_column_definition(*node->column_def));
         break;
       case PG_QUERY__NODE__NODE_CONSTRAINT:
+        count_primary_key(*node->constraint);
         result.constraints.push_back(convert_table_constraint(*node->constraint));
         break;
       case PG_QUERY__NODE__NODE_TABLE_LIKE_CLAUSE:
@@ -101,7 +114,10 @@ void converter::convert_reference(PgQuery__Constraint const& constraint,
   refuse_if(constraint.n_fk_del_set_cols > 0, "SET of several columns is", position);
   refuse_if(constraint.n_pk_attrs > 1, "REFERENCES to several columns is", position);
   column.references = plain_table(*constraint.pktable, "REFERENCES");
-  if (constraint.n_pk_attrs == 1) column.lookup_column = string_of(*constraint.pk_attrs[0]);
+  // A table keeps no record of which of its keys is the primary one.
+  refuse_if(constraint.n_pk_attrs == 0, "REFERENCES without a column to look values up by is",
+            position);
+  column.lookup_column = string_of(*constraint.pk_attrs[0]);
 }
 
 syntax::unique_constraint converter::convert_table_constraint(

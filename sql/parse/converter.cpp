@@ -117,7 +117,9 @@ syntax::type_name converter::convert_type(PgQuery__TypeName const& type) {
   if (names.size() == 1 && known != known_types.end()) {
     result.type = known->second;
   } else if (by_keyword) {
-    refuse("the type " + words_at(position) + " is", position);
+    // N'x' is written without the type's name.
+    std::string const written = words_at(position);
+    refuse("the type " + (written == "this" ? names[0] : written) + " is", position);
   } else {
     result.type = kind::class_reference;
     result.class_name = std::move(names);

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "db_string/string_encoder.h"
+#include "sql/run/error_translation.h"
 #include "sql/run/operation.h"
 #include "sql/run/texts.h"
 
@@ -14,10 +15,12 @@ table_info const* find_table(run_context& run, syntax::object_name const& name) 
   return run.connection.tables_of(from.schema())->find(run.kernel(), name);
 }
 
-table_info const& existing_table(run_context& run, syntax::object_name const& name) {
+table_info const& existing_table(run_context& run, syntax::object_name const& name,
+                                 char const* what = "table") {
   table_info const* const table = find_table(run, name);
   if (!table) {
-    throw error(error_code::unknown_name, "there is no table " + to_utf8(class_name_of(name)),
+    throw error(error_code::unknown_name,
+                std::string("there is no ") + what + ' ' + to_utf8(class_name_of(name)),
                 name.position);
   }
   return *table;
@@ -70,9 +73,11 @@ class table_definition {
       run.connection.before_schema_change(*run.transaction);
       if (*defined) kernel.drop_class(name);
     });
-    kernel.define_class(class_);
-    *defined = true;
-    for (embedded::index_definition const& index : indexes_) kernel.define_index(index);
+    translated_at(syntax_.table.position, [&] {
+      kernel.define_class(class_);
+      *defined = true;
+      for (embedded::index_definition const& index : indexes_) kernel.define_index(index);
+    });
   }
 
  private:
@@ -83,6 +88,12 @@ class table_definition {
     defined.nullable = !column.not_null;
     if (defined.type == embedded::column_type::reference) {
       defined.referenced_class = referenced_class(column);
+      if (looks_up_references(column, defined.referenced_class)) {
+        throw error(error_code::bad_definition,
+                    "column " + column.name + ": rows cannot be looked up through " +
+                        column.lookup_column + ", which is a reference itself",
+                    column.references.position);
+      }
       defined.lookup_column = encoder::utf8_to_utf16(column.lookup_column);
     } else if (!column.references.parts.empty()) {
       throw error(error_code::bad_definition,
@@ -98,7 +109,7 @@ class table_definition {
   // A reference column's type is the table that it refers to, which may be the new one.
   std::u16string referenced_class(syntax::column_definition const& column) {
     syntax::object_name const type{column.type.class_name, column.type.position};
-    std::u16string const name = class_of(type);
+    std::u16string const name = class_of(type, "type or table");
     if (!column.references.parts.empty() && class_of(column.references) != name) {
       throw error(error_code::bad_definition,
                   "column " + column.name + ": it is of type " + to_utf8(name) +
@@ -108,9 +119,31 @@ class table_definition {
     return name;
   }
 
-  std::u16string class_of(syntax::object_name const& name) {
+  // A row has no text or number for a reference, so none could be found by it.
+  bool looks_up_references(syntax::column_definition const& column,
+                           std::u16string const& referenced) {
+    if (column.lookup_column.empty()) return false;
+    auto const is_such = [&](auto const& each, bool is_reference) {
+      return each.name == column.lookup_column && is_reference;
+    };
+    using type_kind = syntax::type_name::kind;
+    bool const is_own = referenced == class_.name;
+    if (is_own && std::any_of(syntax_.columns.begin(), syntax_.columns.end(), [&](auto const& own) {
+          return is_such(own, own.type.type == type_kind::class_reference);
+        })) {
+      return true;
+    }
+    syntax::object_name const& holder = is_own ? syntax_.base : column.references;
+    if (holder.parts.empty()) return false;
+    table_info const& table = existing_table(run_, holder);
+    return std::any_of(table.columns.begin(), table.columns.end(), [&](column_info const& each) {
+      return is_such(each, each.kind == kind::reference);
+    });
+  }
+
+  std::u16string class_of(syntax::object_name const& name, char const* what = "table") {
     std::u16string const written = class_name_of(name);
-    return written == class_.name ? written : existing_table(run_, name).class_name;
+    return written == class_.name ? written : existing_table(run_, name, what).class_name;
   }
 
   void add_constraint(syntax::unique_constraint const& constraint) {
@@ -200,7 +233,7 @@ void create_index(run_context& run, syntax::create_index const& syntax) {
     index.columns.push_back({encoder::utf8_to_utf16(column.name), column.ascending});
   }
   run.connection.before_schema_change(*run.transaction);
-  run.kernel().define_index(index);
+  translated_at(syntax.index.position, [&] { run.kernel().define_index(index); });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "sql/run/class_tree.h"
+#include "sql/run/error_translation.h"
 #include "sql/run/operation.h"
 #include "sql/run/texts.h"
 
@@ -44,7 +45,8 @@ std::optional<dependent> find_dependent(embedded::read_context const& context,
 
 class table_drop {
  public:
-  table_drop(run_context& run, syntax::drop const& syntax) : run_(run) {
+  table_drop(run_context& run, syntax::drop const& syntax)
+      : run_(run), position_(syntax.names.front().position) {
     for (syntax::object_name const& name : syntax.names) add(name, syntax.if_exists);
     // The list grows while it is walked: what depends on a dependent goes as well.
     for (std::size_t i = 0; i < leaving_.size(); ++i) {
@@ -83,13 +85,15 @@ class table_drop {
                 name.position);
   }
 
-  [[noreturn]] static void refuse(std::u16string const& name, dependent const& found) {
-    throw error(error_code::bad_definition, "table " + to_utf8(name) +
-                                                " cannot be dropped: " + to_utf8(found.name) +
-                                                found.reason + "; CASCADE drops both");
+  [[noreturn]] void refuse(std::u16string const& name, dependent const& found) const {
+    throw error(error_code::bad_definition,
+                "table " + to_utf8(name) + " cannot be dropped: " + to_utf8(found.name) +
+                    found.reason + "; CASCADE drops both",
+                position_);
   }
 
   run_context& run_;
+  text_position position_;  // Of the first name.
   name_list leaving_;
 };
 
@@ -105,7 +109,7 @@ void drop_indexes(run_context& run, syntax::drop const& syntax) {
   }
   run.connection.before_schema_change(*run.transaction);
   for (std::u16string const& index : leaving) {
-    run.kernel().drop_index(index);
+    translated_at(syntax.names.front().position, [&] { run.kernel().drop_index(index); });
     run.irrevocable = true;
     ++run.outcome.rows;
   }

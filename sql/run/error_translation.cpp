@@ -97,4 +97,13 @@ void throw_translated() {
   }
 }
 
+void throw_translated_at(text_position position) {
+  try {
+    throw_translated();
+  } catch (error const& raised) {
+    if (raised.position() != no_position) throw;
+    throw error(raised.code(), raised.what(), position);
+  }
+}
+
 }  // namespace qd::sql

@@ -112,10 +112,10 @@ TEST(ParsedShapes, Definitions) {
        "create-table if-not-exists geo.city base=geo.place a:bigint not-null b:unsigned c:numeric "
        "unique d:double not-null unique e:real f:text g:bytea h:boolean i:bigint unique(a,b)"},
       {"CREATE TABLE t (a country REFERENCES country (code) NOT NULL, b geo.land REFERENCES "
-       "geo.land, "
+       "geo.land (name), "
        "PRIMARY KEY (a))",
        "create-table t a:class:country not-null references=country(code) b:class:geo.land "
-       "references=geo.land primary(a)"},
+       "references=geo.land(name) primary(a)"},
       {"CREATE TABLE t () INHERITS (u)", "create-table t base=u"},
       {"CREATE UNIQUE INDEX IF NOT EXISTS i ON geo.t (a, b DESC, c ASC NULLS FIRST)",
        "create-index unique if-not-exists i geo.t a b- c"},
