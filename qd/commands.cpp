@@ -113,23 +113,23 @@ bool set_mode(session& session, std::string const& name) {
   return true;
 }
 
-bool is_on(std::string const& state) {
-  if (state != "on" && state != "off") refuse("it is on or off");
+bool is_on(std::string const& command, std::string const& state) {
+  if (state != "on" && state != "off") refuse(command + " takes on or off");
   return state == "on";
 }
 
 bool set_timer(session& session, std::string const& state) {
-  session.set_timer(is_on(state));
+  session.set_timer(is_on(".timer", state));
   return true;
 }
 
 bool set_plans(session& session, std::string const& state) {
-  session.set_plans(is_on(state));
+  session.set_plans(is_on(".plan", state));
   return true;
 }
 
 bool set_echo(session& session, std::string const& state) {
-  session.set_echo(is_on(state));
+  session.set_echo(is_on(".echo", state));
   return true;
 }
 
