@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "sql/plan/implied.h"
+
 namespace qd::sql::planning {
 
 using algebra::join_kind;
@@ -21,6 +23,7 @@ class group_maker {
     replace_renamed();
     // A join that becomes an inner one brings conditions that may do the same to another.
     while (simplify_outer_join()) replace_renamed();
+    add_implied();
     drop_unused(needed);
     return std::move(group_);
   }
@@ -127,6 +130,16 @@ class group_maker {
   static void prepend(std::vector<T>& list, std::vector<T> first) {
     std::move(list.begin(), list.end(), std::back_inserter(first));
     list = std::move(first);
+  }
+
+  // A table is found by the rows that it is joined with; a derived table is computed sooner when it
+  // is known which of its rows are wanted.
+  void add_implied() {
+    for (join_group::member const& each : group_.members) {
+      if (is_simple(*each.relation)) continue;
+      auto implied = implied_equalities(group_.conditions, each.variables, numbers_);
+      std::move(implied.begin(), implied.end(), std::back_inserter(group_.conditions));
+    }
   }
 
   void drop_unused(variable_set const& needed) {

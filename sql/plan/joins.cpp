@@ -1,8 +1,10 @@
 // Outer joins, and the right sides of all joins.
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "physical_queryplan/build.h"
+#include "sql/plan/implied.h"
 #include "sql/plan/planner.h"
 
 namespace qd::sql::planning {
@@ -93,6 +95,12 @@ planned planner::plan_left_join(algebra::join join, std::vector<condition> condi
   variable_set of_left = left_variables;
   of_left.merge(asked.outer);
   std::vector<condition> on_left = take_using_only(of_left, asked.conditions);
+  if (!is_simple(*join.right)) {
+    std::vector<condition> known = conditions;
+    std::copy(on_left.begin(), on_left.end(), std::back_inserter(known));
+    auto implied = implied_equalities(known, variables_of(*join.right, numbers_), numbers_);
+    std::move(implied.begin(), implied.end(), std::back_inserter(conditions));
+  }
   wanted_order const* wanted = asked.wanted;
   if (wanted && wanted->table && !left_variables.has(*wanted->table)) wanted = nullptr;
   planned left = plan(

@@ -306,7 +306,8 @@ Transform t1.name, d1
                   d1 := concat(t3.name, 'x')
                   Scan t3 = city by city.extent ascending
 )"},
-    {"a union cannot stand right of a join: it is read once, and rows are marked",
+    {"a union cannot stand right of a join: it is read once, with what is known of"
+     " the other side, and rows are marked",
      "SELECT k.name, d.x FROM country k LEFT JOIN"
      " (SELECT code AS x FROM city UNION ALL SELECT code FROM country) d"
      " ON d.x = k.code AND d.x > 'c5' WHERE k.code = 'c1'",
@@ -324,13 +325,15 @@ Transform t1.name, d1
         Transform d1
           Extend
             d1 := t2.code
-            Scan t2 = city by city_code_name ascending
-              code > 'c5', not NULL
+            Filter (t2.code > 'c5')
+              Scan t2 = city by city_code_name ascending
+                code = 'c1', not NULL
         Transform d1
           Extend
             d1 := t3.code
-            Scan t3 = country by country_code ascending
-              code > 'c5', not NULL
+            Filter (t3.code > 'c5')
+              Scan t3 = country by country_code ascending
+                code = 'c1', not NULL
 )"},
 };
 
