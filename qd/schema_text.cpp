@@ -196,8 +196,9 @@ class schema_writer {
     text_ += ";\n";
     for (sql::table_description::index const& index : table.indexes) {
       if (is_inherited(table, index.name)) continue;
+      // The grammar takes an index's name in one piece, so dots go inside of quotes.
       text_ += std::string("CREATE ") + (index.unique ? "UNIQUE " : "") + "INDEX " +
-               quoted_name(index.name) + " ON " + quoted_name(table.name) + " (" +
+               quoted_part(index.name) + " ON " + quoted_name(table.name) + " (" +
                quoted_columns(index.columns) + ");\n";
     }
   }

@@ -122,7 +122,8 @@ TEST(schema_text, makes_the_same_schema_again) {
       "CREATE TABLE z (k text PRIMARY KEY, \"Two Words\" bigint, \"select\" unsigned NOT NULL);"
       "CREATE TABLE a (z z REFERENCES z(k), self a, f real, d numeric, o boolean, y bytea);"
       "CREATE TABLE \"B\" (x double precision) INHERITS (a);"
-      "CREATE INDEX i ON z (\"Two Words\" DESC, k); CREATE INDEX j ON a (d)");
+      "CREATE INDEX i ON z (\"Two Words\" DESC, k); CREATE INDEX j ON a (d);"
+      "CREATE TABLE geo.land (k text UNIQUE)");
   std::string const schema = schema_text(first.tables(), "");
   auto second = qd::sql::connection::open_temporary();
   second.execute(schema);
