@@ -24,7 +24,11 @@ std::shared_ptr<open_transaction> connection_state::begin_write() {
     } catch (embedded::error const& refused) {
       if (refused.kind() != embedded::error_kind::writer_busy) throw;
       stop.check();
-      if (std::chrono::steady_clock::now() >= give_up) throw;
+      if (std::chrono::steady_clock::now() < give_up) continue;
+      // The kernel's text tells how long it waited each time.
+      throw error(error_code::bad_transaction,
+                  "another write transaction is open, and did not end within " +
+                      std::to_string(writer_wait.count()) + " seconds");
     }
   }
 }

@@ -54,7 +54,7 @@ struct connection_state {
 };
 
 // How long a writer waits for another one.
-inline constexpr std::chrono::milliseconds writer_wait{10'000};
+inline constexpr std::chrono::seconds writer_wait{10};
 // How long it waits before it looks whether it is to stop.
 inline constexpr std::chrono::milliseconds writer_wait_slice{50};
 
