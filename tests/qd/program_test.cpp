@@ -119,7 +119,8 @@ TEST(prompt, statements_of_several_lines_and_history) {
   EXPECT_THAT(at.wait_for("1 row in"), HasSubstr(" again |        2"));
   // The end of input counts at the prompt only.
   at.wait_for("qd*> ");
-  EXPECT_EQ(at.status("\x04"), 0);
+  at.type("\x04");
+  EXPECT_EQ(at.status(), 0);
 }
 
 TEST(prompt, an_interrupt_stops_the_statement_or_drops_the_line) {

@@ -99,7 +99,7 @@ std::string terminal::wait_for(std::string const& text) {
   }
 }
 
-int terminal::status(std::string const& keys) {
+int terminal::status() {
   auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   int status = 0;
   while (waitpid(process_, &status, WNOHANG) == 0) {
@@ -107,8 +107,7 @@ int terminal::status(std::string const& keys) {
       ADD_FAILURE() << "the program does not end";
       return -1;
     }
-    type(keys);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   process_ = 0;
   return exit_status_of(status);

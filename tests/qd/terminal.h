@@ -28,9 +28,8 @@ class terminal {
   // Reads until the text has come, and returns all since the last call; fails the test after ten
   // seconds.
   std::string wait_for(std::string const& text);
-  // Waits for the program's end, typing the keys until it comes: the line editor writes its prompt
-  // before it reads key by key, and an end of input that comes between is lost.
-  int status(std::string const& keys = {});
+  // Waits for the program's end.
+  int status();
 
  private:
   pid_t process_;
