@@ -19,7 +19,7 @@ class order_by_enumerator final : public row_source {
     sort_keys keys(ascending);
     read(child, key_expressions, keys, context);
     if (keys.order_is_total()) {
-      order = keys.sorted_rows();
+      order = std::move(keys).sorted_rows();
     } else {
       sort_by_values(keys, ascending, context);
     }

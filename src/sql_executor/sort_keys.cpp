@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <boost/sort/pdqsort/pdqsort.hpp>
 #include <cmath>
 #include <cstring>
-#include <string_view>
 #include <type_traits>
 
 #include "db_string/densetext.h"
@@ -191,15 +191,6 @@ class content_reader {
   unsigned char inversion_ = 0;  // 0xFF in a descending key.
 };
 
-// What is sorted: the first sixteen bytes of a key as two numbers, filled up with zeros, and its
-// row.
-struct sort_entry {
-  std::uint64_t high;
-  std::uint64_t low;
-  std::uint64_t row;
-};
-constexpr std::size_t prefix_size = 16;
-
 std::uint64_t big_endian_word(unsigned char const* bytes) {
   std::uint64_t word;
   std::memcpy(&word, bytes, sizeof word);
@@ -210,13 +201,13 @@ std::uint64_t big_endian_word(unsigned char const* bytes) {
 }  // namespace
 
 sort_keys::sort_keys(std::vector<bool> const& ascending)
-    : ascending_(ascending), key_starts_{0}, kinds_(ascending.size(), null_kind) {}
+    : ascending_(ascending), kinds_(ascending.size(), null_kind) {}
 
 void sort_keys::add(value const& key) {
-  std::size_t const start = bytes_.size();
+  std::size_t const start = key_.size();
   visit(
       [this]<typename T>(T const& content) {
-        bytes_.push_back(kind_byte<T>);
+        key_.push_back(kind_byte<T>);
         if constexpr (!std::is_same_v<T, NullValue>) {
           unsigned char& kind = kinds_[position_];
           if (kind != kind_byte<T>) {
@@ -227,54 +218,72 @@ void sort_keys::add(value const& key) {
         if constexpr (std::is_floating_point_v<T>) {
           if (std::isnan(content)) order_is_total_ = false;
         }
-        content_writer{bytes_}(content);
+        content_writer{key_}(content);
       },
       key);
   if (!ascending_[position_]) {
-    for (std::size_t i = start; i < bytes_.size(); ++i) {
-      bytes_[i] = static_cast<unsigned char>(~bytes_[i]);
+    for (std::size_t i = start; i < key_.size(); ++i) {
+      key_[i] = static_cast<unsigned char>(~key_[i]);
     }
   }
   ++position_;
 }
 
 void sort_keys::end_row() {
-  key_starts_.push_back(bytes_.size());
+  std::uint64_t const row = entries_.size();
+  if (row % rows_per_block == 0) {
+    if (!tails_.empty()) tails_.back().bytes.shrink_to_fit();
+    tails_.emplace_back();
+  }
+  tail_block& block = tails_.back();
+  block.starts.push_back(block.bytes.size());
+  if (key_.size() > prefix_size) {
+    block.bytes.insert(block.bytes.end(), key_.begin() + prefix_size, key_.end());
+  } else {
+    key_.resize(prefix_size);
+  }
+  entries_.push_back({big_endian_word(key_.data()), big_endian_word(key_.data() + prefix_size / 2), row});
+  key_.clear();
   position_ = 0;
 }
 
-std::vector<std::uint64_t> sort_keys::sorted_rows() const {
-  std::vector<sort_entry> entries;
-  entries.reserve(row_count());
-  for (std::uint64_t row = 0; row < row_count(); ++row) {
-    std::size_t const size = key_starts_[row + 1] - key_starts_[row];
-    unsigned char prefix[prefix_size] = {};
-    std::copy_n(bytes_.data() + key_starts_[row], std::min(size, prefix_size), prefix);
-    entries.push_back({big_endian_word(prefix), big_endian_word(prefix + prefix_size / 2), row});
-  }
-  auto const tail = [this](std::uint64_t row) {
-    std::size_t const start = std::min(key_starts_[row] + prefix_size, key_starts_[row + 1]);
-    return std::basic_string_view<unsigned char>(bytes_.data() + start,
-                                                 key_starts_[row + 1] - start);
-  };
-  std::sort(entries.begin(), entries.end(), [&tail](sort_entry const& a, sort_entry const& b) {
-    if (a.high != b.high) return a.high < b.high;
-    if (a.low != b.low) return a.low < b.low;
-    std::basic_string_view<unsigned char> const a_tail = tail(a.row);
-    std::basic_string_view<unsigned char> const b_tail = tail(b.row);
-    std::size_t const common = std::min(a_tail.size(), b_tail.size());
-    return common != 0 && std::memcmp(a_tail.data(), b_tail.data(), common) < 0;
-  });
+sort_keys::byte_view sort_keys::tail(std::uint64_t row) const {
+  tail_block const& block = tails_[row / rows_per_block];
+  std::uint64_t const number = row % rows_per_block;
+  std::uint64_t const start = block.starts[number];
+  bool const is_last = number + 1 == block.starts.size();
+  std::uint64_t const end = is_last ? block.bytes.size() : block.starts[number + 1];
+  return {block.bytes.data() + start, end - start};
+}
+
+std::vector<std::uint64_t> sort_keys::sorted_rows() && {
+  // Without branches on the outcome of a comparison, which of random keys cannot be foretold.
+  boost::sort::pdqsort_branchless(
+      entries_.begin(), entries_.end(), [this](entry const& a, entry const& b) {
+        if (a.high != b.high) return a.high < b.high;
+        if (a.low != b.low) return a.low < b.low;
+        byte_view const a_tail = tail(a.row);
+        byte_view const b_tail = tail(b.row);
+        std::size_t const common = std::min(a_tail.size(), b_tail.size());
+        return common != 0 && std::memcmp(a_tail.data(), b_tail.data(), common) < 0;
+      });
+  tails_ = {};
   std::vector<std::uint64_t> rows;
-  rows.reserve(entries.size());
-  for (sort_entry const& entry : entries) rows.push_back(entry.row);
+  rows.reserve(entries_.size());
+  for (entry const& each : entries_) rows.push_back(each.row);
+  entries_ = {};
   return rows;
 }
 
 std::vector<value> sort_keys::decoded(std::uint64_t row) const {
+  byte_vector bytes;
+  append_number(bytes, entries_[row].high);
+  append_number(bytes, entries_[row].low);
+  byte_view const rest = tail(row);
+  bytes.insert(bytes.end(), rest.begin(), rest.end());
   std::vector<value> key;
   key.reserve(ascending_.size());
-  content_reader reader(bytes_.data() + key_starts_[row]);
+  content_reader reader(bytes.data());
   for (bool ascending : ascending_) key.push_back(reader.read(ascending));
   return key;
 }

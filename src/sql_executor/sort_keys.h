@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "sql_executor/value.h"
@@ -33,24 +34,45 @@ class sort_keys {
   // Ends the present row's key, which has one value per flag.
   void end_row();
 
-  unsigned long row_count() const { return key_starts_.size() - 1; }
-
   // Whether the order of the bytes is that of the keys: no position holds a NaN or two kinds.
   bool order_is_total() const { return order_is_total_; }
 
-  // The numbers of the rows, counted from 0, in the order of their keys. Requires order_is_total().
-  std::vector<std::uint64_t> sorted_rows() const;
+  // The numbers of the rows, counted from 0, in the order of their keys, which go. Requires
+  // order_is_total().
+  std::vector<std::uint64_t> sorted_rows() &&;
 
   // The values of a row's key again. They compare as the originals do; a -0 and the header of a
   // string are not restored.
   std::vector<value> decoded(std::uint64_t row) const;
 
  private:
+  using byte_vector = std::vector<unsigned char>;
+  using byte_view = std::basic_string_view<unsigned char>;
+
+  // What is sorted: the first sixteen bytes of a key as two numbers, filled up with zeros, and its
+  // row. They nearly always decide.
+  struct entry {
+    std::uint64_t high;
+    std::uint64_t low;
+    std::uint64_t row;
+  };
+  static constexpr std::size_t prefix_size = 16;
+
+  // What the keys of neighbouring rows have beyond their prefixes.
+  struct tail_block {
+    byte_vector bytes;
+    std::vector<std::uint64_t> starts;  // One per row, in `bytes`.
+  };
+  static constexpr std::uint64_t rows_per_block = 1024;
+
+  byte_view tail(std::uint64_t row) const;
+
   std::vector<bool> const& ascending_;
-  std::vector<unsigned char> bytes_;       // Of all keys, one behind the other.
-  std::vector<std::uint64_t> key_starts_;  // Where each row's key starts in them, and the end.
-  std::vector<unsigned char> kinds_;       // Per position: the kind byte met, or NULL's.
-  unsigned long position_ = 0;             // In the present row's key.
+  byte_vector key_;                   // The present row's.
+  std::vector<entry> entries_;        // One per row, in the order of the rows.
+  std::vector<tail_block> tails_;     // A growing list would be copied, and is half empty.
+  std::vector<unsigned char> kinds_;  // Per position: the kind byte met, or NULL's.
+  unsigned long position_ = 0;        // In the present row's key.
   bool order_is_total_ = true;
 };
 
