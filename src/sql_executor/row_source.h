@@ -10,14 +10,15 @@
 namespace qd::sql_executor {
 
 // The base of every enumerator of the engine. Each node's logic stands once, in append_next;
-// `next`, the public face, is written here on top of it.
+// `next`, the public face, is written here on top of it. A node that makes its rows as vectors may
+// hand them out as they are.
 //
 // The row at hand always stands at the end of `bound_data`, behind the rows of the enclosing nodes,
 // which is where the expressions that conversion built look for it. A filter thus advances its
 // child, tests, and cuts back; a projection evaluates and replaces; nobody hands vectors up.
 class row_source : public enumerator {
  public:
-  std::optional<std::vector<value>> next(evaluation_context& context) final;
+  std::optional<std::vector<value>> next(evaluation_context& context) override;
 
   // Appends the next row to the end of `context.bound_data` and returns true, or, at the end of the
   // relation, leaves `bound_data` as it was and returns false.
