@@ -9,6 +9,7 @@
 
 #include "sql_executor/exec_utils.h"
 #include "sql_executor/group_arena.h"
+#include "sql_executor/group_memo.h"
 #include "sql_executor/row_source.h"
 
 namespace qd::sql_executor {
@@ -76,12 +77,17 @@ class aggregator_enumerator final : public row_source {
     if (std::any_of(key.begin(), key.end(), is_nan)) {
       return unequal_groups.emplace_back(arena.make(key));
     }
-    hashed_key const wanted{boost_hash()(std::span<value const>(key)), key.data()};
-    auto const [found, is_new] = groups->try_emplace(wanted);
+    std::size_t const hash = boost_hash()(std::span<value const>(key));
+    if (group const* const known = memo.find(hash)) {
+      if (std::equal(key.begin(), key.end(), known->key)) return *known;
+    }
+    auto const [found, is_new] = groups->try_emplace(hashed_key{hash, key.data()});
     if (is_new) {
       found->second = arena.make(key);
       found->first.key = found->second.key;
+      memo.make_room(groups->size());
     }
+    memo.note(hash, found->second);
     return found->second;
   }
 
@@ -96,6 +102,7 @@ class aggregator_enumerator final : public row_source {
   }
 
   group_arena arena;
+  group_memo memo;
   std::pmr::monotonic_buffer_resource memory;  // The map's, which all goes at once.
   std::optional<group_map> groups;
   group_map::iterator cursor;
