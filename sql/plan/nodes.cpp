@@ -54,10 +54,9 @@ Expression is_marked(PhysicalVariable const& marker) {
 
 }  // namespace
 
-PhysicalVariable marker_source::next() {
+PhysicalVariable marker_source::next(algebra::kind kind) {
   // Binding counts upwards from 0.
-  return algebra::derived(algebra::kind::boolean,
-                          {std::numeric_limits<std::int32_t>::min(), ++count_, 0, 0});
+  return algebra::derived(kind, {std::numeric_limits<std::int32_t>::min(), ++count_, 0, 0});
 }
 
 PredicateVariant filtered(std::vector<Expression> conditions, PredicateVariant child) {

@@ -23,10 +23,10 @@ struct planned {
   bool sorted = false;  // In the order that was wanted.
 };
 
-// Variables that stand for no value of the statement.
+// Variables that are not in the statement.
 class marker_source {
  public:
-  PhysicalVariable next();
+  PhysicalVariable next(algebra::kind kind = algebra::kind::boolean);
 
  private:
   std::int32_t count_ = 0;

@@ -15,6 +15,20 @@ namespace build = physical_queryplan::build;
 namespace query_plan = physical_queryplan::QueryPlan;
 using algebra::relation_ptr;
 
+namespace {
+
+bool is_stored_column(PhysicalVariable const& variable) {
+  return std::visit(
+      [](auto const& content) {
+        return requires {
+          content.table_variable;
+        };
+      },
+      variable);
+}
+
+}  // namespace
+
 PredicateVariant planner::plan(algebra::bound_query query) {
   std::vector<PhysicalVariable> outputs;
   variable_set needed;
@@ -23,8 +37,9 @@ PredicateVariant planner::plan(algebra::bound_query query) {
     needed.add(numbers_.of(output.variable));
     outputs.push_back(std::move(output.variable));
   }
-  planned root = plan(std::move(query.root),
-                      {.conditions = {}, .needed = needed, .outer = {}, .keep_order = true});
+  planned root = plan(
+      std::move(query.root),
+      {.conditions = {}, .needed = needed, .outer = {}, .keep_order = true, .outputs = &outputs});
   return transformed(outputs, std::move(root.plan));
 }
 
@@ -164,6 +179,7 @@ planned planner::plan_of(algebra::sort sort, request asked) {
                                                .outer = asked.outer,
                                                .wanted = by_columns ? &wanted : nullptr});
   if (child.sorted) return child;
+  if (asked.outputs != nullptr) child.plan = read_early(*asked.outputs, std::move(child.plan));
   std::vector<query_plan::OrderBy::Key> keys;
   keys.reserve(sort.keys.size());
   for (algebra::sort_key& key : sort.keys) {
@@ -171,6 +187,26 @@ planned planner::plan_of(algebra::sort sort, request asked) {
   }
   child.plan = build::order_by(std::move(keys), std::move(child.plan));
   return child;
+}
+
+// Sorted rows come out in an order in which each object's record has to be waited for. On the way in
+// records lie side by side: a few columns of the query are read there and carried along.
+PredicateVariant planner::read_early(std::vector<PhysicalVariable>& outputs,
+                                     PredicateVariant rows) {
+  constexpr std::size_t max_carried = 4;
+  std::vector<PhysicalVariable*> columns;
+  for (PhysicalVariable& output : outputs) {
+    if (is_stored_column(output)) columns.push_back(&output);
+  }
+  if (columns.empty() || columns.size() > max_carried) return rows;
+  std::vector<Alias> carried;
+  carried.reserve(columns.size());
+  for (PhysicalVariable* column : columns) {
+    PhysicalVariable early = markers_.next(algebra::kind_of(*column));
+    carried.push_back({physical_queryplan::AsExpression(*column), early});
+    *column = std::move(early);
+  }
+  return build::extend(std::move(carried), std::move(rows));
 }
 
 planned planner::plan_of(algebra::limit limit, request asked) {

@@ -17,6 +17,9 @@ struct request {
   variable_set const& outer;
   wanted_order const* wanted = nullptr;
   bool keep_order = false;  // An order that the relation has is seen above.
+  // The outputs of the query of which the relation is the root, else null. Where columns of its rows
+  // had better be read early, other variables take their place.
+  std::vector<PhysicalVariable>* outputs = nullptr;
 };
 
 class planner {
@@ -42,6 +45,7 @@ class planner {
   planned plan_of(algebra::sort sort, request asked);
   planned plan_of(algebra::limit limit, request asked);
   planned plan_of(algebra::union_all united, request asked);
+  PredicateVariant read_early(std::vector<PhysicalVariable>& outputs, PredicateVariant rows);
   planned plan_full_join(algebra::join join, std::vector<condition> conditions, request asked);
   planned plan_left_join(algebra::join join, std::vector<condition> conditions, request asked);
 

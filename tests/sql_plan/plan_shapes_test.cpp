@@ -145,11 +145,13 @@ Transform t1.name
   Limit limit 3
     Scan t1 = city by city_people descending
 )"},
-    {"all rows are sorted sooner than read in random order",
+    {"all rows are sorted sooner than read in random order, and carry what is asked of them",
      "SELECT name FROM city ORDER BY people", R"(
-Transform t1.name
+Transform d1
   Order by t1.people ascending
-    Scan t1 = city by city.extent ascending
+    Extend
+      d1 := t1.name
+      Scan t1 = city by city.extent ascending
 )"},
     {"columns behind a pinned one give the order",
      "SELECT name FROM city WHERE code = 'c1' ORDER BY code, name DESC", R"(
@@ -159,13 +161,15 @@ Transform t1.name
 )"},
     {"a union of ranges has no order",
      "SELECT name FROM city WHERE code IN ('c1', 'c2') ORDER BY name", R"(
-Transform t1.name
+Transform d1
   Order by t1.name ascending
-    Union all
-      Scan t1 = city by city_code_name ascending
-        code = 'c1', not NULL
-      Scan t1 = city by city_code_name ascending
-        code = 'c2', not NULL
+    Extend
+      d1 := t1.name
+      Union all
+        Scan t1 = city by city_code_name ascending
+          code = 'c1', not NULL
+        Scan t1 = city by city_code_name ascending
+          code = 'c2', not NULL
 )"},
     {"a condition must not pass below a limit",
      "SELECT d.y FROM (SELECT name AS y, id + 1 AS x FROM city ORDER BY people LIMIT 5) d"
