@@ -53,7 +53,7 @@ bool show_help(session& session, std::string const&) {
     text << "  " << form << std::string(20 - std::min<std::size_t>(19, form.size()), ' ')
          << each.help << '\n';
   }
-  text << "Ctrl-C stops the running statement.\n";
+  text << "Ctrl-C stops the running statement; pressed three times, the program.\n";
   session.tell(text.str());
   return true;
 }

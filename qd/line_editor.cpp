@@ -21,6 +21,10 @@ namespace {
 
 constexpr int history_lines = 2000;
 
+// Ctrl-D, and what the terminal makes of it when it is typed before the editor has left line mode.
+constexpr char end_of_input = '\x04';
+constexpr char end_typed_early = '\0';
+
 // Texts of the database are UTF-8 whatever the machine's locale says.
 void use_utf8() {
   std::setlocale(LC_CTYPE, "");
@@ -85,6 +89,7 @@ struct line_editor::state {
       ssize_t const count = ::read(STDIN_FILENO, &byte, 1);
       if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
       if (count <= 0) return static_cast<int>(count);
+      if (byte == end_typed_early) byte = end_of_input;
       std::size_t const length = std::mbrtowc(character, &byte, 1, &decoding);
       if (length == static_cast<std::size_t>(-2)) continue;  // More bytes follow.
       if (length != static_cast<std::size_t>(-1)) return 1;

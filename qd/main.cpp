@@ -30,11 +30,19 @@ session_settings settings_of(options const& chosen, bool prompt, bool sql_given)
   return settings;
 }
 
+// A statement hears that it is to stop when it reads the database. One that computes for long over
+// rows that it holds goes on, and those who insist end the program.
+void insist(int times_asked) {
+  if (times_asked == 2) std::cerr << "Ctrl-C once more ends the program.\n";
+  if (times_asked > 2) std::_Exit(interrupted_status);
+}
+
 // A prompt, over a terminal.
 int run_interactively(session& session, options const& chosen) {
   line_editor editor(default_history_file());
   interrupt_watcher const watcher([&] {
-    if (!session.interrupt()) editor.interrupt();
+    int const times_asked = session.interrupt();
+    times_asked == 0 ? editor.interrupt() : insist(times_asked);
   });
   std::cout << version_text() << ", "
             << (chosen.database.empty() ? "a temporary database" : chosen.database.string())
@@ -46,7 +54,9 @@ int run_interactively(session& session, options const& chosen) {
 int run_to_the_end(session& session, options const& chosen) {
   // The program waits for input, or for its output to be taken, when no statement runs.
   interrupt_watcher const watcher([&] {
-    if (!session.interrupt()) std::_Exit(interrupted_status);
+    int const times_asked = session.interrupt();
+    if (times_asked == 0) std::_Exit(interrupted_status);
+    insist(times_asked);
   });
   auto const then = chosen.continue_after_errors ? after_failure::go_on : after_failure::stop;
   bool good = false;

@@ -71,15 +71,15 @@ void session::set_timer(bool on) {
   result_ = make_format(format_, out_, timer_);
 }
 
-bool session::interrupt() {
-  if (!running_) return false;
-  interrupted_ = true;
+int session::interrupt() {
+  if (!running_) return 0;
+  int const asked = ++interrupts_;
   database_.interrupt();
-  return true;
+  return asked;
 }
 
 bool session::run(input_piece const& piece, std::string_view script_name) {
-  interrupted_ = false;
+  interrupts_ = 0;
   try {
     flag_scope const running(running_);
     if (piece.is_command) return run_command(*this, piece.text);
@@ -115,7 +115,8 @@ void session::run_statement(input_piece const& piece) {
     require_good(out_);
     ++rows;
     // A statement that waits for its output to be taken is not running itself.
-    if (interrupted_) throw sql::error(sql::error_code::interrupted, "the statement was stopped");
+    if (was_interrupted())
+      throw sql::error(sql::error_code::interrupted, "the statement was stopped");
     running_since = clock::now();
   }
   run += clock::now() - running_since;

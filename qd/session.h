@@ -60,10 +60,11 @@ class session {
   void quit() { quit_ = true; }
   bool wants_to_quit() const { return quit_; }
 
-  // From another thread: stops the statement or command that runs. Returns whether one does.
-  bool interrupt();
+  // From another thread: asks the statement or command that runs to stop. Returns how often it has
+  // been asked, 0 when none runs.
+  int interrupt();
   // Whether the latest statement or command was stopped so.
-  bool was_interrupted() const { return interrupted_; }
+  bool was_interrupted() const { return interrupts_ > 0; }
 
  private:
   sql::connection open(session_settings const& settings);
@@ -84,7 +85,7 @@ class session {
   std::vector<sql::value> parameters_;
   bool quit_ = false;
   std::atomic<bool> running_ = false;
-  std::atomic<bool> interrupted_ = false;
+  std::atomic<int> interrupts_ = 0;  // Of the latest statement or command.
 };
 
 }  // namespace qd::program

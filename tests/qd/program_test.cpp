@@ -147,4 +147,22 @@ TEST(prompt, an_interrupt_stops_the_statement_or_drops_the_line) {
   EXPECT_EQ(at.status(), 0);
 }
 
+TEST(prompt, a_statement_that_reads_nothing_is_left_by_insisting) {
+  terminal at({});
+  at.wait_for("qd> ");
+  std::string query = "SELECT count(*) FROM (VALUES (1),(2),(3),(4),(5),(6),(7),(8)) a0(x)";
+  for (int i = 1; i < 12; ++i) {
+    query += ", (VALUES (1),(2),(3),(4),(5),(6),(7),(8)) a" + std::to_string(i) + "(x)";
+  }
+  at.type(query + ";\n");
+  at.wait_for("a11(x);\r\n");
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  at.type("\x03");
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  at.type("\x03");
+  at.wait_for("Ctrl-C once more ends the program.");
+  at.type("\x03");
+  EXPECT_EQ(at.status(), 130);
+}
+
 }  // namespace
