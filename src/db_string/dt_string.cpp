@@ -12,26 +12,25 @@ using db_util::db_exception;
 
 namespace {
 
-// The up to 8 bytes at `bytes` as the low bytes of a word, zero above them.
-unsigned long short_word(unsigned char const* bytes, unsigned long size) noexcept {
-  if (size >= 4) {
-    std::uint32_t low;
-    std::uint32_t high;  // Overlaps `low` unless there are 8 bytes.
-    std::memcpy(&low, bytes, sizeof low);
-    std::memcpy(&high, bytes + size - sizeof high, sizeof high);
-    return low | static_cast<unsigned long>(high) << 8 * (size - sizeof high);
-  }
-  if (size == 0) return 0;
-  unsigned long const first = bytes[0];
-  unsigned long const middle = bytes[size / 2];  // The first or the last one, unless there are 3.
-  unsigned long const last = bytes[size - 1];
-  return first | middle << 8 * (size / 2) | last << 8 * (size - 1);
-}
-
 unsigned long word_at(unsigned char const* bytes) noexcept {
   unsigned long word;
   std::memcpy(&word, bytes, sizeof word);
   return word;
+}
+
+// The fewer than 8 bytes at `bytes`, at least one, as the low bytes of a word, zero above them.
+unsigned long short_word(unsigned char const* bytes, unsigned long size) noexcept {
+  if (size >= 4) {
+    std::uint32_t low;
+    std::uint32_t high;  // Overlaps `low`.
+    std::memcpy(&low, bytes, sizeof low);
+    std::memcpy(&high, bytes + size - sizeof high, sizeof high);
+    return low | static_cast<unsigned long>(high) << 8 * (size - sizeof high);
+  }
+  unsigned long const first = bytes[0];
+  unsigned long const middle = bytes[size / 2];  // The first or the last one, unless there are 3.
+  unsigned long const last = bytes[size - 1];
+  return first | middle << 8 * (size / 2) | last << 8 * (size - 1);
 }
 
 }  // namespace
@@ -46,10 +45,11 @@ void dt_string::copy(unsigned char const* bytes, unsigned long n) {
   } else if (n == 0) {
     reserve(0);
   } else {
-    // The words are composed in registers: filling them byte by byte would stall the next copy.
-    unsigned long const low_size = n < 8 ? n : 8;
-    unsigned long const low = n < 8 ? short_word(bytes, n) : word_at(bytes);
-    unsigned long const high = short_word(bytes + low_size, n - low_size);
+    // The words are composed in registers: filling them byte by byte would stall the next copy. Of
+    // the last 8 bytes, those that stand in the low word are shifted out.
+    bool const fits_one_word = n < 8;
+    unsigned long const low = fits_one_word ? short_word(bytes, n) : word_at(bytes);
+    unsigned long const high = fits_one_word ? 0 : word_at(bytes + n - 8) >> 8 * (15 - n) >> 8;
     clear();
     words_[0] = low;
     words_[1] = high | n << tag_shift;
