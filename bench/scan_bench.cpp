@@ -152,6 +152,58 @@ BENCHMARK(scan_filter_project_sqlite)
     ->Arg(50)
     ->Unit(benchmark::kMillisecond);
 
+// The plan of SELECT name, quantity FROM item WHERE quantity = ?, through the index.
+physical_queryplan::QueryPlan::PredicateVariant lookup_plan() {
+  auto const items = build::table(u"bench.Item");
+  auto const quantity = build::column(items, u"quantity");
+  physical_queryplan::QueryPlan::Scan::ColBounds bounds;
+  bounds.equal.insert({.value = build::parameter<long>(0), .exclude_null = true});
+  return build::transform(
+      {build::column(items, u"name"), quantity},
+      build::scan(items, build::index(items, u"bench.Item.by_quantity"), {std::move(bounds)}));
+}
+
+// Making it executable. The copy that Plan takes is not timed.
+void plan_lookup(benchmark::State& state) {
+  auto snapshot = loaded_database().begin_snapshot();
+  auto const binding = snapshot.bind();
+  auto const plan = lookup_plan();
+  std::vector<physical_queryplan::QueryPlan::PredicateVariant> copies;
+  for (auto _ : state) {
+    if (copies.empty()) {
+      state.PauseTiming();
+      copies.resize(1000, plan);
+      state.ResumeTiming();
+    }
+    auto const executable = physical_to_exec::Plan(std::move(copies.back()));
+    benchmark::DoNotOptimize(executable.root.get());
+    copies.pop_back();
+  }
+}
+BENCHMARK(plan_lookup);
+
+// What Plan reads of the catalogue for it.
+void plan_lookup_catalogue_reads(benchmark::State& state) {
+  auto snapshot = loaded_database().begin_snapshot();
+  auto const binding = snapshot.bind();
+  auto const items = build::table(u"bench.Item");
+  auto const index = build::index(items, u"bench.Item.by_quantity");
+  auto const columns = items.table.GetUserColumns();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(index.Id());
+    for (meta_data::IndexColumn const& each : index.GetColumns()) {
+      benchmark::DoNotOptimize(each.ToColumn().Type());
+      benchmark::DoNotOptimize(each.Ascending());
+    }
+    for (std::size_t i = 0; i < 2; ++i) {
+      benchmark::DoNotOptimize(columns[i].InTable().LayoutId());
+      benchmark::DoNotOptimize(columns[i].Index());
+      benchmark::DoNotOptimize(columns[i].Type());
+    }
+  }
+}
+BENCHMARK(plan_lookup_catalogue_reads);
+
 // Opening a database, loading it with one index, and committing.
 void load_with_one_index(benchmark::State& state) {
   for (auto _ : state) {
