@@ -1,6 +1,7 @@
 #include "sql_executor/order_by.h"
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -15,20 +16,20 @@ namespace qd::sql_executor {
 class order_by_enumerator final : public row_source {
  public:
   order_by_enumerator(node& child, std::vector<operators::operator_ptr> const& key_expressions,
-                      std::vector<bool> const& ascending, evaluation_context& context) {
-    sort_keys keys(ascending);
-    read(child, key_expressions, keys, context);
-    if (keys.order_is_total()) {
-      order = std::move(keys).sorted_rows();
+                      std::vector<bool> const& ascending, evaluation_context& context)
+      : keys(ascending) {
+    read(child, key_expressions, context);
+    if (keys->order_is_total()) {
+      keys->sort();
     } else {
-      sort_by_values(keys, ascending, context);
+      sort_by_values(ascending, context);
     }
   }
 
   bool append_next(evaluation_context& context) override {
-    if (cursor == order.size()) return false;
-    if (cursor + read_ahead < order.size()) rows.prefetch(order[cursor + read_ahead]);
-    rows.append_to_bound(context, order[cursor]);
+    if (cursor == rows.size()) return false;
+    if (cursor + read_ahead < rows.size()) rows.prefetch(row_at(cursor + read_ahead));
+    rows.append_to_bound(context, row_at(cursor));
     ++cursor;
     return true;
   }
@@ -37,42 +38,45 @@ class order_by_enumerator final : public row_source {
   // Sorted rows are scattered in memory: those that go out next are fetched meanwhile.
   static constexpr unsigned long read_ahead = 8;
 
+  std::uint64_t row_at(std::uint64_t position) const {
+    return keys ? keys->row_at(position) : position;
+  }
+
   void read(node& child, std::vector<operators::operator_ptr> const& key_expressions,
-            sort_keys& keys, evaluation_context& context) {
+            evaluation_context& context) {
     unsigned long const base = context.bound_data.size();
     row_input input(child.enumerate(context));
     while (input.append_next(context)) {
       for (operators::operator_ptr const& expression : key_expressions) {
-        keys.add(expression->eval(context));
+        keys->add(expression->eval(context));
       }
-      keys.end_row();
+      keys->end_row();
       rows.take_bound(context, base);
     }
   }
 
   // Leaves it to the comparator whether NaN and different kinds meet, which is an error.
-  void sort_by_values(sort_keys const& keys, std::vector<bool> const& ascending,
-                      evaluation_context& context) {
+  void sort_by_values(std::vector<bool> const& ascending, evaluation_context& context) {
     unsigned long const base = context.bound_data.size();
     std::vector<std::pair<row, row>> pairs;
     pairs.reserve(rows.size());
     for (unsigned long index = 0; index < rows.size(); ++index) {
       rows.append_to_bound(context, index);
-      row key = keys.decoded(index);
+      row key = keys->decoded(index);
       pairs.emplace_back(std::move(key), take_row(context, base));
     }
+    keys.reset();
     sort(pairs, ascending, context.kernel_context);
     rows = row_buffer();
     for (auto& [key, sorted_row] : pairs) {
-      order.push_back(rows.size());
       append_row(context, sorted_row);
       rows.take_bound(context, base);
     }
   }
 
+  std::optional<sort_keys> keys;  // Empty once the rows themselves are sorted.
   row_buffer rows;
-  std::vector<std::uint64_t> order;  // Positions in `rows`.
-  unsigned long cursor = 0;          // Position in `order` of the next row to go out.
+  unsigned long cursor = 0;  // Rows that went out.
 };
 
 order_by::order_by(std::unique_ptr<node>&& child_node,

@@ -242,7 +242,8 @@ void sort_keys::end_row() {
   } else {
     key_.resize(prefix_size);
   }
-  entries_.push_back({big_endian_word(key_.data()), big_endian_word(key_.data() + prefix_size / 2), row});
+  entries_.push_back(
+      {big_endian_word(key_.data()), big_endian_word(key_.data() + prefix_size / 2), row});
   key_.clear();
   position_ = 0;
 }
@@ -256,7 +257,7 @@ sort_keys::byte_view sort_keys::tail(std::uint64_t row) const {
   return {block.bytes.data() + start, end - start};
 }
 
-std::vector<std::uint64_t> sort_keys::sorted_rows() && {
+void sort_keys::sort() {
   // Without branches on the outcome of a comparison, which of random keys cannot be foretold.
   boost::sort::pdqsort_branchless(
       entries_.begin(), entries_.end(), [this](entry const& a, entry const& b) {
@@ -268,11 +269,6 @@ std::vector<std::uint64_t> sort_keys::sorted_rows() && {
         return common != 0 && std::memcmp(a_tail.data(), b_tail.data(), common) < 0;
       });
   tails_ = {};
-  std::vector<std::uint64_t> rows;
-  rows.reserve(entries_.size());
-  for (entry const& each : entries_) rows.push_back(each.row);
-  entries_ = {};
-  return rows;
 }
 
 std::vector<value> sort_keys::decoded(std::uint64_t row) const {

@@ -37,11 +37,12 @@ class sort_keys {
   // Whether the order of the bytes is that of the keys: no position holds a NaN or two kinds.
   bool order_is_total() const { return order_is_total_; }
 
-  // The numbers of the rows, counted from 0, in the order of their keys, which go. Requires
-  // order_is_total().
-  std::vector<std::uint64_t> sorted_rows() &&;
+  // Sorts the rows by their keys, of which nothing stays but the order. Requires order_is_total().
+  void sort();
+  // The number of the row, counted from 0, at a position of the order. Requires sort().
+  std::uint64_t row_at(std::uint64_t position) const { return entries_[position].row; }
 
-  // The values of a row's key again. They compare as the originals do; a -0 and the header of a
+  // The values of a row's key again, before they are sorted. They compare as the originals do; a -0 and the header of a
   // string are not restored.
   std::vector<value> decoded(std::uint64_t row) const;
 
