@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "physical_queryplan/build.h"
+#include "sql/algebra/operations.h"
 #include "sql/plan/implied.h"
 #include "sql/plan/planner.h"
 
@@ -67,6 +68,9 @@ planned planner::plan_of(algebra::join join, request asked) {
 
 planned planner::plan_full_join(algebra::join join, std::vector<condition> conditions,
                                 request asked) {
+  if (is_found_from_both_sides(join, conditions, asked.outer)) {
+    return plan_as_left_joins(join, conditions, std::move(asked));
+  }
   variable_set needed = asked.needed;
   for (condition const& each : conditions) needed.merge(each.uses);
   for (condition const& each : asked.conditions) needed.merge(each.uses);
@@ -82,6 +86,57 @@ planned planner::plan_full_join(algebra::join join, std::vector<condition> condi
                                       std::move(left.plan), std::move(right.plan), markers_);
   return {filtered(expressions_of(std::move(asked.conditions)), std::move(both)),
           left.rows + right.rows};
+}
+
+// Whether both sides are tables, an index leads from either to the other, and a test of every pair
+// costs more than two left joins through the indexes.
+bool planner::is_found_from_both_sides(algebra::join const& join,
+                                       std::vector<condition> const& conditions,
+                                       variable_set const& outer) {
+  bool const of_tables = std::holds_alternative<algebra::table>(join.left->content) &&
+                         std::holds_alternative<algebra::table>(join.right->content);
+  if (!of_tables) return false;
+  double const left_rows = facts_.row_count(*join.left);
+  double const right_rows = facts_.row_count(*join.right);
+  if (left_rows * right_rows <= kept_rows_gain * (left_rows + right_rows)) return false;
+  auto const leads = [&](algebra::relation const& from, algebra::relation const& to) {
+    variable_set known = variables_of(from, numbers_);
+    known.merge(outer);
+    return std::any_of(conditions.begin(), conditions.end(), [&](condition const& each) {
+      return facts_.reaches_index(to, each, known);
+    });
+  };
+  return leads(*join.left, *join.right) && leads(*join.right, *join.left);
+}
+
+// The left rows with their matches, then the right rows that have none. Both are rows of two
+// references, through which everything above reads their columns.
+planned planner::plan_as_left_joins(algebra::join const& join,
+                                    std::vector<condition> const& conditions, request asked) {
+  TableVariable const left = std::get<algebra::table>(join.left->content).variable;
+  TableVariable const right = std::get<algebra::table>(join.right->content).variable;
+  std::vector<PhysicalVariable> const outputs = {left, right};
+  variable_set needed;
+  for (PhysicalVariable const& each : outputs) needed.add(numbers_.of(each));
+  auto const left_joined = [&](TableVariable const& first, TableVariable const& second) {
+    variable_set of_first;
+    of_first.add(numbers_.of(first));
+    planned rows = plan(algebra::make_relation(algebra::table{first}),
+                        {.conditions = {}, .needed = needed, .outer = asked.outer});
+    return join_with(join_kind::left, std::move(rows), of_first,
+                     algebra::make_relation(algebra::table{second}), conditions, needed,
+                     asked.outer);
+  };
+  planned matched = left_joined(left, right);
+  planned unmatched = left_joined(right, left);
+  std::vector<Expression> without_left;
+  without_left.push_back(
+      algebra::null_test(false, physical_queryplan::AsExpression(PhysicalVariable(left))));
+  unmatched.plan = filtered(std::move(without_left), std::move(unmatched.plan));
+  PredicateVariant both = build::union_all(transformed(outputs, std::move(matched.plan)),
+                                           transformed(outputs, std::move(unmatched.plan)));
+  return {filtered(expressions_of(std::move(asked.conditions)), std::move(both)),
+          matched.rows + unmatched.rows};
 }
 
 // Conditions above that do not concern the right side hold for left rows; those of the join itself
@@ -115,7 +170,7 @@ planned planner::plan_left_join(algebra::join join, std::vector<condition> condi
 bool planner::is_kept(algebra::relation const& right, variable_set const& right_variables,
                       std::vector<condition> const& conditions, variable_set const& outer,
                       double left_rows) {
-  if (has_union(right)) return true;
+  if (may_have_transform(right)) return true;
   variable_set others = outer;
   for (condition const& each : conditions) others.merge(each.uses.without(right_variables));
   bool const reaches =

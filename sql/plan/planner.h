@@ -47,6 +47,10 @@ class planner {
   planned plan_of(algebra::union_all united, request asked);
   PredicateVariant read_early(std::vector<PhysicalVariable>& outputs, PredicateVariant rows);
   planned plan_full_join(algebra::join join, std::vector<condition> conditions, request asked);
+  bool is_found_from_both_sides(algebra::join const& join, std::vector<condition> const& conditions,
+                                variable_set const& outer);
+  planned plan_as_left_joins(algebra::join const& join, std::vector<condition> const& conditions,
+                             request asked);
   planned plan_left_join(algebra::join join, std::vector<condition> conditions, request asked);
 
   // `left` and the right relation, whose conditions may use both. `outer` is what is bound above.

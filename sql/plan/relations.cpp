@@ -73,11 +73,14 @@ variable_set variables_of(relation const& relation, variable_numbers& numbers) {
   return found;
 }
 
-bool has_union(relation const& relation) {
+bool may_have_transform(relation const& relation) {
   if (std::holds_alternative<algebra::union_all>(relation.content)) return true;
+  auto const* const join = std::get_if<algebra::join>(&relation.content);
+  if (join && join->kind == algebra::join_kind::full) return true;
   bool found = false;
-  for_each_child(relation,
-                 [&](algebra::relation const& child) { found = found || has_union(child); });
+  for_each_child(relation, [&](algebra::relation const& child) {
+    found = found || may_have_transform(child);
+  });
   return found;
 }
 

@@ -9,10 +9,10 @@ namespace qd::sql::planning {
 // The variables of a relation's rows.
 variable_set variables_of(algebra::relation const& relation, variable_numbers& numbers);
 
-// Whether its plan will have a Transform in it: that of a union's sides. Such a plan must never stand
-// below the right side of an inner or left Join: a Transform's outputs are positions in its child's
-// row, and there the left row lies in front of it.
-bool has_union(algebra::relation const& relation);
+// Whether its plan may have a Transform in it: those of a union's sides, as which a full join may be
+// planned, too. Such a plan must never stand below the right side of an inner or left Join: a
+// Transform's outputs are positions in its child's row, and there the left row lies in front of it.
+bool may_have_transform(algebra::relation const& relation);
 
 // Rows that are read from one table or written in the statement, filtered and extended at most: as
 // cheap to read again as to keep.
