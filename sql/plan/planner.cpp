@@ -27,6 +27,19 @@ bool is_stored_column(PhysicalVariable const& variable) {
       variable);
 }
 
+// Whether the rows are groups, which hold what they were grouped by.
+bool is_grouped(algebra::relation const& relation) {
+  return std::visit(
+      []<typename T>(T const& content) {
+        if constexpr (std::is_same_v<T, algebra::filter> || std::is_same_v<T, algebra::compute>) {
+          return is_grouped(*content.child);
+        } else {
+          return std::is_same_v<T, algebra::aggregate>;
+        }
+      },
+      relation.content);
+}
+
 }  // namespace
 
 PredicateVariant planner::plan(algebra::bound_query query) {
@@ -174,12 +187,13 @@ planned planner::plan_of(algebra::sort sort, request asked) {
         key.expression.variant);
   }
   if (asked.wanted) wanted.rows = asked.wanted->rows;
+  bool const reads_early = asked.outputs != nullptr && !is_grouped(*sort.child);
   planned child = plan(std::move(sort.child), {.conditions = std::move(asked.conditions),
                                                .needed = needed,
                                                .outer = asked.outer,
                                                .wanted = by_columns ? &wanted : nullptr});
   if (child.sorted) return child;
-  if (asked.outputs != nullptr) child.plan = read_early(*asked.outputs, std::move(child.plan));
+  if (reads_early) child.plan = read_early(*asked.outputs, std::move(child.plan));
   std::vector<query_plan::OrderBy::Key> keys;
   keys.reserve(sort.keys.size());
   for (algebra::sort_key& key : sort.keys) {
