@@ -40,14 +40,7 @@ PredicateVariant with_columns(std::vector<condition> const& conditions,
                               PredicateVariant side) {
   std::vector<Alias> columns;
   auto const add = [&](PhysicalVariable const& variable) {
-    bool const is_column = std::visit(
-        [](auto const& alternative) {
-          return requires {
-            alternative.table_variable;
-          };
-        },
-        variable);
-    if (!is_column || !variables.has(numbers.of(variable))) return;
+    if (!is_stored_column(variable) || !variables.has(numbers.of(variable))) return;
     bool const known = std::any_of(columns.begin(), columns.end(), [&](Alias const& column) {
       return column.variable == variable;
     });

@@ -54,6 +54,16 @@ Expression is_marked(PhysicalVariable const& marker) {
 
 }  // namespace
 
+bool is_stored_column(PhysicalVariable const& variable) {
+  return std::visit(
+      [](auto const& alternative) {
+        return requires {
+          alternative.table_variable;
+        };
+      },
+      variable);
+}
+
 PhysicalVariable marker_source::next(algebra::kind kind) {
   // Binding counts upwards from 0.
   return algebra::derived(kind, {std::numeric_limits<std::int32_t>::min(), ++count_, 0, 0});

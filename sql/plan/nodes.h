@@ -23,6 +23,8 @@ struct planned {
   bool sorted = false;  // In the order that was wanted.
 };
 
+bool is_stored_column(PhysicalVariable const& variable);
+
 // Variables that are not in the statement.
 class marker_source {
  public:

@@ -17,16 +17,6 @@ using algebra::relation_ptr;
 
 namespace {
 
-bool is_stored_column(PhysicalVariable const& variable) {
-  return std::visit(
-      [](auto const& content) {
-        return requires {
-          content.table_variable;
-        };
-      },
-      variable);
-}
-
 // Whether the rows are groups, which hold what they were grouped by.
 bool is_grouped(algebra::relation const& relation) {
   return std::visit(
