@@ -165,6 +165,21 @@ bound_output const* query_binder::output_named(std::vector<bound_output> const& 
 bound_output const* query_binder::output_at(std::vector<bound_output> const& outputs,
                                             syntax::expression const& item,
                                             char const* place) const {
+  bool const is_other_literal = std::visit(
+      []<typename T>(T const&) {
+        return std::is_same_v<T, syntax::null_literal> ||
+               std::is_same_v<T, syntax::boolean_literal> ||
+               std::is_same_v<T, syntax::decimal_literal> ||
+               std::is_same_v<T, syntax::floating_literal> ||
+               std::is_same_v<T, syntax::text_literal> || std::is_same_v<T, syntax::binary_literal>;
+      },
+      item.content);
+  if (is_other_literal) {
+    throw error(
+        error_code::not_supported,
+        std::string(place) + " takes expressions and positions of outputs, and no constants",
+        item.position);
+  }
   auto const* const literal = std::get_if<syntax::integer_literal>(&item.content);
   if (!literal) return nullptr;
   std::size_t number = 0;

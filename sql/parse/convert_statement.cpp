@@ -108,8 +108,8 @@ syntax::explain converter::convert_explain(PgQuery__ExplainStmt const& explain) 
     case PG_QUERY__NODE__NODE_SELECT_STMT:
     case PG_QUERY__NODE__NODE_UPDATE_STMT:
     case PG_QUERY__NODE__NODE_DELETE_STMT:
-      break;
     case PG_QUERY__NODE__NODE_INSERT_STMT:
+    case PG_QUERY__NODE__NODE_EXECUTE_STMT:
       break;
     default:
       refuse("EXPLAIN of this statement is", begin);

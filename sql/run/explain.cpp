@@ -67,7 +67,10 @@ class explain_operation final : public operation {
  public:
   explain_operation(parsed_statement const& explained, preparation const& prepare)
       : columns_{{"plan", kind::text, {}}} {
-    std::string const text = explain(explained, prepare);
+    // Those of the explained statement: a plan needs no values.
+    std::vector<kind> parameters;
+    std::string const text =
+        explain(explained, {prepare.connection, prepare.from, prepare.tables, parameters});
     if (text.empty()) {
       throw error(error_code::not_supported, "EXPLAIN of " + explained.command +
                                                  " is not supported: the statement has no plan");

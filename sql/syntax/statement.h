@@ -96,7 +96,7 @@ struct copy {
 
 struct statement;
 struct explain {
-  std::unique_ptr<statement> explained;  // A query, INSERT ... SELECT, UPDATE or DELETE.
+  std::unique_ptr<statement> explained;  // A query, INSERT, UPDATE, DELETE or EXECUTE.
 };
 struct prepare {
   std::string name;

@@ -160,7 +160,7 @@ TEST(ParseRefuses, ChangesAndDefinitions) {
           {"BEGIN ^READ ONLY", "READ ONLY is"},
           {"COMMIT AND ^CHAIN", "AND CHAIN is"},
           {"EXPLAIN ^ANALYZE SELECT 1", "an option of EXPLAIN is"},
-          {"^EXPLAIN EXECUTE a", "EXPLAIN of this statement is"},
+          {"^EXPLAIN CREATE TABLE a AS SELECT 1", "EXPLAIN of this statement is"},
           {"PREPARE a (^int) AS SELECT $1", "a list of types in PREPARE is"},
           {"COPY a FROM ^PROGRAM 'b'", "COPY with a PROGRAM is"},
           {"COPY a FROM 'b' ^WHERE c", "WHERE of COPY is"},

@@ -140,6 +140,7 @@ TEST(ParsedShapes, OtherStatements) {
       {"COPY (SELECT 1) TO STDOUT (HEADER false, DELIMITER E'\\t')", "copy {select 1} to - \t\""},
       {"EXPLAIN SELECT 1", "explain {select 1}"},
       {"EXPLAIN DELETE FROM t", "explain delete t"},
+      {"EXPLAIN EXECUTE p (1)", "explain execute p 1"},
       {"PREPARE p AS SELECT $1", "prepare p {select $1}"},
       {"EXECUTE p (1, 'a')", "execute p 1 'a'"},
       {"DEALLOCATE p", "deallocate p"},
