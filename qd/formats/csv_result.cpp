@@ -8,12 +8,17 @@ csv_result::csv_result(std::ostream& out)
     : result_format(out), writer_([&out](std::string_view text) { out << text; }, {}) {}
 
 void csv_result::begin(result_head const& head) {
-  if (head.columns.empty()) return;
+  lines_ = head.lines;
+  if (head.columns.empty() || lines_) return;
   for (sql::result_column const& column : head.columns) writer_.field(column.name);
   writer_.end_record();
 }
 
 void csv_result::row(std::span<sql::value const> values) {
+  if (lines_) {
+    out() << sql::display_text(values[0]) << '\n';
+    return;
+  }
   for (sql::value const& each : values) {
     if (each.is_null()) {
       writer_.null();

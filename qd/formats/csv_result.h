@@ -9,7 +9,8 @@
 namespace qd::program {
 
 // A line of names, then a line per row, as COPY writes them: NULL is an empty field, an empty text
-// is "". Statements without rows write nothing.
+// is "". Statements without rows write nothing. The lines of a text, a plan or a schema, are written
+// as they stand: what another program does with them, it does with the text.
 class csv_result final : public result_format {
  public:
   explicit csv_result(std::ostream& out);
@@ -21,6 +22,7 @@ class csv_result final : public result_format {
 
  private:
   sql::csv_writer writer_;
+  bool lines_ = false;  // Of the present result.
 };
 
 }  // namespace qd::program

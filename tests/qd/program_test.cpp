@@ -73,6 +73,9 @@ TEST(program, commands_of_a_script) {
   EXPECT_EQ(run.status, 0) << run.messages;
   EXPECT_THAT(run.out, HasSubstr("SELECT n FROM t WHERE n = 3;\n\nTransform"));
   EXPECT_THAT(run.out, testing::EndsWith(" t     | NULL     |   10\n1 row\n"));
+  // A schema is statements, whatever the format of rows.
+  std::string const schema = run_program({}, ten_rows + "\n.schema\n").out;
+  EXPECT_EQ(run_program({}, schema + "SELECT count(*) FROM t").out, "count\n0\n") << schema;
   EXPECT_EQ(run_program({}, ".nothing").status, 1);
   EXPECT_EQ(run_program({}, ".timer maybe").status, 1);
   EXPECT_EQ(run_program({}, ".read /nowhere").status, 1);
