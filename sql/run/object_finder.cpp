@@ -80,8 +80,14 @@ lookup object_finder::find(value const& key) {
   std::optional<value> const exact = exactly_as(column.kind, key);
   if (exact && exact->index() != static_cast<unsigned>(column.kind)) {
     return {{},
-            shown(key) + " cannot be a " + column.name + " of " + table.name +
+            shown(key) + " cannot stand in " + table.name + '.' + column.name +
                 ", through which rows are looked up"};
+  }
+  bool const is_floating = holds_alternative<double>(key) || holds_alternative<float>(key);
+  if (!exact && is_floating) {
+    return {{},
+            shown(key) + " is a floating number, and " + table.name + '.' + column.name +
+                ", through which rows are looked up, holds exact ones"};
   }
   std::optional<found> const result = exact ? look_up(*exact) : std::nullopt;
   if (result && !result->several) return {{result->object.oid}, {}};
