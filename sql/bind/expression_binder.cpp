@@ -20,6 +20,16 @@ std::optional<std::uint32_t> open_parameter(Expression const& value) {
   return static_cast<std::uint32_t>(parameter->number);
 }
 
+// Whether it is NULL, or a choice between NULLs, as NULL of a kind is written.
+bool is_always_null(Expression const& value) {
+  using choice = plan::Operation<operator_library::IfOperator>;
+  if (auto const* between = std::get_if<choice>(&value.variant)) {
+    return is_always_null(between->arguments[1]) && is_always_null(between->arguments[2]);
+  }
+  auto const* const constant = std::get_if<plan::Constant>(&value.variant);
+  return constant && std::holds_alternative<operator_library::NullValue>(*constant);
+}
+
 // Where a kind stands among the numbers: arithmetic takes place in the higher one's.
 int rank(kind numeric) {
   switch (numeric) {
@@ -151,6 +161,15 @@ algebra::PhysicalVariable expression_binder::new_value(kind kind) {
 }
 
 std::u16string expression_binder::referenced_class(Expression const& reference) const {
+  if (auto const* choice =
+          std::get_if<plan::Operation<operator_library::IfOperator>>(&reference.variant)) {
+    Expression const& then = choice->arguments[1];
+    Expression const& otherwise = choice->arguments[2];
+    if (is_always_null(then)) return referenced_class(otherwise);
+    std::u16string class_name = referenced_class(then);
+    bool const is_only = is_always_null(otherwise) || class_name == referenced_class(otherwise);
+    return is_only ? class_name : std::u16string();
+  }
   if (auto const* table = std::get_if<algebra::TableVariable>(&reference.variant)) {
     return table->table.FullName();
   }
