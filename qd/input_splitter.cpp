@@ -64,7 +64,8 @@ input_piece input_splitter::cut(std::size_t end) {
 
 std::optional<input_piece> input_splitter::finish() {
   std::optional<input_piece> rest;
-  if (in_statement_) {
+  // Text without a statement is kept as long as a comment in it is open.
+  if (in_statement_ || !text_.empty()) {
     rest = cut(text_.size());
     rest->text.erase(rest->text.find_last_not_of(" \t\r\n") + 1);
   }

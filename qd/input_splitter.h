@@ -21,7 +21,8 @@ class input_splitter {
  public:
   // Adds a line, given without its line end. Returns what it completes.
   std::vector<input_piece> add_line(std::string_view line);
-  // The statement that the end of the input leaves without a semicolon.
+  // What the end of the input leaves: a statement without a semicolon, or a comment without an end,
+  // which is no statement.
   std::optional<input_piece> finish();
   // Whether a statement has begun.
   bool in_statement() const { return in_statement_; }

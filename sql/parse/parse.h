@@ -24,9 +24,9 @@ struct script_part {
 };
 
 // Cuts a script at its semicolons, those inside texts, comments and quoted names excepted. Parts
-// without a statement (spaces, comments) are left out. Never fails on anything but invalid UTF-8
-// and size: what cannot be cut is one part, for parse to refuse. `incomplete`, when given, is set
-// to whether the last part still lacks its semicolon or ends inside a text, comment or name.
+// without a statement (spaces, closed comments) are left out. Never fails on anything but invalid
+// UTF-8 and size: what cannot be cut is one part, for parse to refuse. `incomplete`, when given, is
+// set to whether the last part still lacks its semicolon or ends inside a text, comment or name.
 std::vector<script_part> split(std::string_view script, bool* incomplete = nullptr);
 
 // Parses one statement; a trailing semicolon is allowed. Throws sql::error: syntax, not_supported

@@ -19,6 +19,7 @@ std::vector<script_part> split(std::string_view script, bool* incomplete) {
   std::size_t begin = 0;
   std::size_t end = 0;
   bool empty = true;
+  std::size_t part_begin = 0;  // Behind the last semicolon.
   auto const add_part = [&] {
     if (!empty) parts.push_back({script.substr(begin, end - begin), text_position(begin)});
     empty = true;
@@ -28,6 +29,7 @@ std::vector<script_part> split(std::string_view script, bool* incomplete) {
     if (each.what == token::kind::end) break;
     if (each.what == token::kind::semicolon) {
       add_part();
+      part_begin = each.end;
       continue;
     }
     if (empty) begin = each.begin;
@@ -35,6 +37,11 @@ std::vector<script_part> split(std::string_view script, bool* incomplete) {
     empty = false;
   }
   if (incomplete != nullptr) *incomplete = !empty || scanner.comment_open();
+  if (empty && scanner.comment_open()) {
+    begin = part_begin;
+    end = script.size();
+    empty = false;
+  }
   add_part();
   return parts;
 }

@@ -37,6 +37,9 @@ TEST(input_splitter, statements_end_at_semicolons_outside_of_texts) {
   // The text goes on in the next line, so the statement does not end in between.
   EXPECT_THAT(pieces_of({"SELECT 'a'", "'b;c'", "; SELECT 2;"}),
               ElementsAre("1: SELECT 'a'\n'b;c'\n", "3: SELECT 2"));
+  // A comment that nothing closes is told of, as what is no statement.
+  EXPECT_THAT(pieces_of({"SELECT 1; /* SELECT 2;", "/* */ SELECT 3;"}),
+              ElementsAre("1: SELECT 1", "1:  /* SELECT 2;\n/* */ SELECT 3;"));
 }
 
 TEST(input_splitter, commands_stand_where_a_statement_would_begin) {
