@@ -23,10 +23,13 @@ syntax::query converter::convert_query(PgQuery__SelectStmt const& select) {
   syntax::query query;
   query.position = place_of(select);
   level const deeper(*this, query.position);
-  refuse_if(select.into_clause != nullptr, "SELECT INTO is", query.position);
+  refuse_if(select.into_clause != nullptr, "SELECT INTO is", place_of_name("into", query.position));
   refuse_if(select.n_locking_clause > 0, "FOR UPDATE and its kin are", query.position);
-  refuse_if(select.limit_option == PG_QUERY__LIMIT_OPTION__LIMIT_OPTION_WITH_TIES,
-            "FETCH ... WITH TIES is", query.position);
+  if (select.limit_option == PG_QUERY__LIMIT_OPTION__LIMIT_OPTION_WITH_TIES) {
+    text_position const count = place_of(*select.limit_count);
+    refuse("FETCH ... WITH TIES is",
+           place_of_name("ties", count == no_position ? query.position : count));
+  }
   if (select.with_clause != nullptr) convert_with(*select.with_clause, query);
   switch (select.op) {
     case PG_QUERY__SET_OPERATION__SETOP_NONE:
@@ -142,7 +145,7 @@ syntax::from_item_ptr converter::convert_from(PgQuery__Node const& node) {
       PgQuery__RangeSubselect const& derived = *node.range_subselect;
       auto query = convert_query_node(*derived.subquery);
       item->position = query->position;
-      refuse_if(derived.lateral, "LATERAL is", item->position);
+      if (derived.lateral) refuse("LATERAL is", place_of_last_name("lateral", item->position));
       item->content = syntax::derived_item{std::move(query)};
       convert_alias(derived.alias, *item);
       return item;
@@ -170,7 +173,9 @@ syntax::from_item_ptr converter::convert_join(PgQuery__JoinExpr const& join) {
   auto right = convert_from(*join.rarg);
   auto item = std::make_unique<syntax::from_item>();
   item->position = right->position;
-  refuse_if(join.is_natural, "NATURAL JOIN is", item->position);
+  if (join.is_natural) {
+    refuse("NATURAL JOIN is", place_of_last_name("natural", item->position));
+  }
   refuse_if(join.alias != nullptr, "an alias of a join is", item->position);
   refuse_if(join.join_using_alias != nullptr, "an alias of USING is", item->position);
   auto const kind = [&] {

@@ -31,6 +31,16 @@ text_position converter::place_of_name(std::string_view name, text_position from
   }
 }
 
+text_position converter::place_of_last_name(std::string_view name, text_position end) const {
+  text_position found = end;
+  token_scanner scanner(text_);
+  for (token each = scanner.next(); each.what != token::kind::end && each.begin < end;
+       each = scanner.next()) {
+    if (names(each, text_, name)) found = static_cast<text_position>(each.begin);
+  }
+  return found;
+}
+
 std::string converter::words_at(text_position position, int count) const {
   token_scanner scanner(text_, position == no_position ? 0 : position);
   std::string words;

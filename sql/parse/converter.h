@@ -48,6 +48,8 @@ class converter {
   static text_position place_of(PgQuery__SelectStmt const& select);
   // Where a name without a location stands, looking from `from` on; `from` when it is not found.
   text_position place_of_name(std::string_view name, text_position from) const;
+  // Where it stands the last time before `end`; `end` when it is not found.
+  text_position place_of_last_name(std::string_view name, text_position end) const;
   // The first `count` words from a place on, in capitals.
   std::string words_at(text_position position, int count = 1) const;
   // The words at a place that name what stands there: GREATEST, AT TIME ZONE, IS DOCUMENT.
