@@ -64,6 +64,7 @@ int run_to_the_end(session& session, options const& chosen) {
     session.set_parameters(chosen.parameters);
     std::istringstream script(*chosen.sql);
     good = run_script(session, script, {}, then);
+    if (good && !session.wants_to_quit()) good = session.used_all_parameters();
   } else {
     good = run_script(session, std::cin, "standard input", then);
   }

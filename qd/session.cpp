@@ -1,5 +1,6 @@
 #include "qd/session.h"
 
+#include <algorithm>
 #include <ostream>
 
 #include "qd/commands.h"
@@ -135,13 +136,27 @@ void session::run_statement(input_piece const& piece) {
 
 void session::bind_parameters(sql::statement& statement) {
   std::size_t const wanted = statement.parameter_count();
-  if (wanted > parameters_.size()) {
+  most_wanted_ = std::max(most_wanted_, wanted);
+  // A plan shows parameters as they are.
+  bool const needs_values = statement.command() != "EXPLAIN";
+  if (needs_values && wanted > parameters_.size()) {
     throw sql::error(sql::error_code::bad_parameter,
                      "the statement has a parameter $" + std::to_string(wanted) + ", and " +
                          count_text(parameters_.size(), "value") +
                          (parameters_.size() == 1 ? " is" : " are") + " given with -p");
   }
-  for (std::size_t i = 0; i < wanted; ++i) statement.bind(i + 1, parameters_[i]);
+  std::size_t const bound = std::min(wanted, parameters_.size());
+  for (std::size_t i = 0; i < bound; ++i) statement.bind(i + 1, parameters_[i]);
+}
+
+bool session::used_all_parameters() {
+  if (most_wanted_ >= parameters_.size()) return true;
+  std::size_t const first_unused = most_wanted_ + 1;
+  tell_failure(sql::error(sql::error_code::bad_parameter, "no statement has a parameter $" +
+                                                              std::to_string(first_unused) +
+                                                              ", to which -p gives a value"),
+               {false, {}, 0}, {});
+  return false;
 }
 
 void session::tell_failure(sql::error const& error, input_piece const& piece,

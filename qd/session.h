@@ -32,6 +32,8 @@ class session {
 
   // Values of $1, $2, ... for the statements that have such.
   void set_parameters(std::vector<std::string> const& arguments);
+  // When all statements have run: whether each value had a parameter. Tells of one that had none.
+  bool used_all_parameters();
 
   // Runs a statement or command and tells the outcome. Returns whether it succeeded.
   bool run(input_piece const& piece, std::string_view script_name);
@@ -83,6 +85,7 @@ class session {
   bool plans_ = false;
   std::unique_ptr<result_format> result_;
   std::vector<sql::value> parameters_;
+  std::size_t most_wanted_ = 0;  // The greatest parameter number of a statement that has run.
   bool quit_ = false;
   std::atomic<bool> running_ = false;
   std::atomic<int> interrupts_ = 0;  // Of the latest statement or command.

@@ -54,7 +54,11 @@ struct plan_printer {
     return explain(*statement.inner, prepare);
   }
   std::string operator()(syntax::execute const&) const {
-    return explain(*prepare.connection.prepared_statement(statement.content), prepare);
+    // Its parameters are not those of the statement that gives them values.
+    std::vector<kind> parameters;
+    preparation const inner{prepare.connection, prepare.from, prepare.tables, parameters};
+    if (statement.arguments) bind(*statement.arguments, prepare.binding());
+    return explain(*prepare.connection.prepared_statement(statement.content), inner);
   }
   // Statements without a plan.
   template <typename Statement>
@@ -67,10 +71,7 @@ class explain_operation final : public operation {
  public:
   explain_operation(parsed_statement const& explained, preparation const& prepare)
       : columns_{{"plan", kind::text, {}}} {
-    // Those of the explained statement: a plan needs no values.
-    std::vector<kind> parameters;
-    std::string const text =
-        explain(explained, {prepare.connection, prepare.from, prepare.tables, parameters});
+    std::string const text = explain(explained, prepare);
     if (text.empty()) {
       throw error(error_code::not_supported, "EXPLAIN of " + explained.command +
                                                  " is not supported: the statement has no plan");

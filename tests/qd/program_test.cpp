@@ -42,6 +42,14 @@ TEST(program, a_database_stays_and_arguments_are_statements_with_parameters) {
   finished_run const missing = run_program({database, "SELECT $2", "-p", "1"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_THAT(missing.messages, HasSubstr("$2"));
+  finished_run const unused = run_program({database, "SELECT $1", "-p", "1", "-p", "2"});
+  EXPECT_EQ(unused.status, 1);
+  EXPECT_THAT(unused.messages, HasSubstr("error 9015: no statement has a parameter $2"));
+  // A plan is the same with and without a value.
+  std::string const explained = "EXPLAIN SELECT n FROM t WHERE n = $1";
+  finished_run const plan = run_program({database, explained});
+  EXPECT_THAT(plan.out, HasSubstr("$0"));
+  EXPECT_EQ(run_program({database, explained, "-p", "1"}).out, plan.out);
   // What was not committed is no success.
   EXPECT_EQ(run_program({database, "BEGIN; DELETE FROM t"}).status, 1);
   EXPECT_EQ(run_program({database, "SELECT count(*) FROM t"}).out, "count\n10\n");
