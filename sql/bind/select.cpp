@@ -45,6 +45,23 @@ std::string const* bare_name(syntax::expression const& value) {
   return path && path->parts.size() == 1 ? &path->parts[0] : nullptr;
 }
 
+// Whether it is a constant as it stands, signs included.
+bool is_literal(syntax::expression const& value) {
+  if (auto const* const sign = std::get_if<syntax::unary>(&value.content)) {
+    return sign->operation != syntax::unary_operator::logical_not && is_literal(*sign->operand);
+  }
+  return std::visit(
+      []<typename T>(T const&) {
+        return std::is_same_v<T, syntax::null_literal> ||
+               std::is_same_v<T, syntax::boolean_literal> ||
+               std::is_same_v<T, syntax::integer_literal> ||
+               std::is_same_v<T, syntax::decimal_literal> ||
+               std::is_same_v<T, syntax::floating_literal> ||
+               std::is_same_v<T, syntax::text_literal> || std::is_same_v<T, syntax::binary_literal>;
+      },
+      value.content);
+}
+
 // The name of a stored column, or what else a variable is.
 std::string shown(algebra::PhysicalVariable const& variable) {
   return std::visit(
@@ -165,22 +182,13 @@ bound_output const* query_binder::output_named(std::vector<bound_output> const& 
 bound_output const* query_binder::output_at(std::vector<bound_output> const& outputs,
                                             syntax::expression const& item,
                                             char const* place) const {
-  bool const is_other_literal = std::visit(
-      []<typename T>(T const&) {
-        return std::is_same_v<T, syntax::null_literal> ||
-               std::is_same_v<T, syntax::boolean_literal> ||
-               std::is_same_v<T, syntax::decimal_literal> ||
-               std::is_same_v<T, syntax::floating_literal> ||
-               std::is_same_v<T, syntax::text_literal> || std::is_same_v<T, syntax::binary_literal>;
-      },
-      item.content);
-  if (is_other_literal) {
+  auto const* const literal = std::get_if<syntax::integer_literal>(&item.content);
+  if (!literal && is_literal(item)) {
     throw error(
         error_code::not_supported,
         std::string(place) + " takes expressions and positions of outputs, and no constants",
         item.position);
   }
-  auto const* const literal = std::get_if<syntax::integer_literal>(&item.content);
   if (!literal) return nullptr;
   std::size_t number = 0;
   char const* const end = literal->digits.data() + literal->digits.size();
