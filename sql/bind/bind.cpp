@@ -44,6 +44,22 @@ std::size_t target_column(table_info const& table, std::string const& name,
   return number;
 }
 
+// The rows that an UPDATE or DELETE touches; the first output is the row itself.
+struct touched_rows {
+  template <typename Change>
+  touched_rows(query_binder& binder, Change const& change)
+      : target(binder.open_table(change.table, change.alias, rows)) {
+    names.sources.push_back(&target);
+    binder.filter(rows, change.where.get(), names);
+    outputs.push_back({"$self", *target.variable, change.table.position});
+  }
+
+  algebra::relation_ptr rows;
+  source& target;
+  scope names;
+  std::vector<bound_output> outputs;
+};
+
 }  // namespace
 
 Expression query_binder::for_column(Expression value, column_info const& column,
@@ -131,45 +147,25 @@ bound_insert bind(syntax::insert const& insert, binding_context const& context) 
 
 bound_update bind(syntax::update const& update, binding_context const& context) {
   query_binder binder(context);
-  algebra::relation_ptr rows;
-  source& target = binder.open_table(update.table, update.alias, rows);
-  scope names;
-  names.sources.push_back(&target);
-  binder.filter(rows, update.where.get(), names);
-  bound_update result{target.table, {}, {}};
-  std::vector<bound_output> outputs;
-  outputs.push_back({"$self", *target.variable, update.table.position});
+  touched_rows touched(binder, update);
+  bound_update result{touched.target.table, {}, {}};
   for (syntax::assignment const& assignment : update.assignments) {
     result.columns.push_back(
-        target_column(*target.table, assignment.column, result.columns, assignment.position));
-    column_info const& column = target.table->columns[result.columns.back()];
-    Expression value = binder.expressions().bind(*assignment.value, names, "SET");
-    outputs.push_back({assignment.column,
-                       binder.for_column(std::move(value), column, assignment.value->position),
-                       assignment.value->position});
+        target_column(*result.table, assignment.column, result.columns, assignment.position));
+    column_info const& column = result.table->columns[result.columns.back()];
+    text_position const position = assignment.value->position;
+    Expression value = binder.expressions().bind(*assignment.value, touched.names, "SET");
+    touched.outputs.push_back(
+        {assignment.column, binder.for_column(std::move(value), column, position), position});
   }
-  result.source = binder.finish(std::move(rows), std::move(outputs));
+  result.source = binder.finish(std::move(touched.rows), std::move(touched.outputs));
   return result;
 }
 
 bound_delete bind(syntax::delete_rows const& deletion, binding_context const& context) {
   query_binder binder(context);
-  algebra::relation_ptr rows;
-  source& target = binder.open_table(deletion.table, deletion.alias, rows);
-  scope names;
-  names.sources.push_back(&target);
-  binder.filter(rows, deletion.where.get(), names);
-  std::vector<bound_output> outputs;
-  outputs.push_back({"$self", *target.variable, deletion.table.position});
-  bound_delete result{target.table, {}};
-  result.source = binder.finish(std::move(rows), std::move(outputs));
-  return result;
-}
-
-algebra::Expression bind_constant(syntax::expression const& expression,
-                                  binding_context const& context) {
-  query_binder binder(context);
-  return binder.expressions().bind(expression, {}, "an argument");
+  touched_rows touched(binder, deletion);
+  return {touched.target.table, binder.finish(std::move(touched.rows), std::move(touched.outputs))};
 }
 
 }  // namespace qd::sql

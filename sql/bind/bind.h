@@ -43,8 +43,4 @@ struct bound_delete {
 };
 bound_delete bind(syntax::delete_rows const& deletion, binding_context const& context);
 
-// An expression without variables, such as an argument of EXECUTE.
-algebra::Expression bind_constant(syntax::expression const& expression,
-                                  binding_context const& context);
-
 }  // namespace qd::sql
