@@ -44,12 +44,7 @@ class execute_operation final : public operation {
  private:
   void prepare_executed(preparation const& prepare, text_position position) {
     preparation const inner{prepare.connection, prepare.from, prepare.tables, inner_parameters_};
-    try {
-      operation_ = make_operation(*executed_, inner);
-    } catch (error const& refused) {
-      // Its place is in the text of PREPARE.
-      throw error(refused.code(), refused.what(), position);
-    }
+    at_place(position, [&] { operation_ = make_operation(*executed_, inner); });
   }
 
   std::shared_ptr<parsed_statement const> executed_;

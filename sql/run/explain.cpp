@@ -58,7 +58,9 @@ struct plan_printer {
     std::vector<kind> parameters;
     preparation const inner{prepare.connection, prepare.from, prepare.tables, parameters};
     if (statement.arguments) bind(*statement.arguments, prepare.binding());
-    return explain(*prepare.connection.prepared_statement(statement.content), inner);
+    std::shared_ptr<parsed_statement const> const executed =
+        prepare.connection.prepared_statement(statement.content);
+    return at_place(statement.content.position, [&] { return explain(*executed, inner); });
   }
   // Statements without a plan.
   template <typename Statement>

@@ -25,6 +25,16 @@ struct preparation {
   planning_context planning() const { return {*tables, from->context()}; }
 };
 
+// Prepares what was written in another text, that of a PREPARE: errors get a place in this one.
+template <typename Action>
+decltype(auto) at_place(text_position position, Action&& prepare) {
+  try {
+    return prepare();
+  } catch (error const& refused) {
+    throw error(refused.code(), refused.what(), position);
+  }
+}
+
 // What a run leaves behind.
 struct statement_outcome {
   std::uint64_t rows = 0;

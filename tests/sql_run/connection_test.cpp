@@ -153,12 +153,20 @@ TEST_F(Connection, RefusesTransactionsOutOfTurn) {
 }
 
 TEST_F(Connection, PlacesErrorsInScripts) {
-  std::string const script = "SELECT a FROM t; SELECT nothing FROM t";
-  try {
-    data.execute(script);
-    FAIL();
-  } catch (qd::sql::error const& failed) {
-    EXPECT_EQ(failed.position(), script.find("nothing"));
+  // Each is to be refused at its ^.
+  for (std::string script :
+       {"SELECT a FROM t; SELECT ^nothing FROM t", "SELECT a FROM t; ^/* SELECT a FROM t;",
+        // Not where the name stood in PREPARE.
+        "PREPARE gone AS SELECT 1 + nothing FROM t; ^EXECUTE gone",
+        "PREPARE lost AS SELECT 1 + nothing FROM t; ^EXPLAIN EXECUTE lost"}) {
+    std::size_t const place = script.find('^');
+    script.erase(place, 1);
+    try {
+      data.execute(script);
+      ADD_FAILURE() << script;
+    } catch (qd::sql::error const& failed) {
+      EXPECT_EQ(failed.position(), place) << script;
+    }
   }
 }
 
