@@ -6,6 +6,8 @@ namespace qd::program {
 
 namespace {
 
+constexpr std::string_view fence = "```\n";
+
 std::string escaped(std::string_view text) {
   std::string result;
   for (char const each : text) {
@@ -39,7 +41,9 @@ std::string escaped(std::string_view text) {
 }  // namespace
 
 void markdown_result::begin(result_head const& head) {
-  if (head.columns.empty()) return;
+  lines_ = head.lines;
+  if (lines_) out() << fence;
+  if (lines_ || head.columns.empty()) return;
   std::string names = "|";
   std::string rule = "|";
   for (sql::result_column const& column : head.columns) {
@@ -50,6 +54,10 @@ void markdown_result::begin(result_head const& head) {
 }
 
 void markdown_result::row(std::span<sql::value const> values) {
+  if (lines_) {
+    out() << sql::display_text(values[0]) << '\n';
+    return;
+  }
   std::string line = "|";
   for (sql::value const& each : values) {
     line += ' ' + (each.is_null() ? "*NULL*" : escaped(sql::display_text(each))) + " |";
@@ -58,10 +66,16 @@ void markdown_result::row(std::span<sql::value const> values) {
 }
 
 void markdown_result::end(result_end const&) {
-  out() << std::flush;
+  finish();
 }
 
 void markdown_result::fail(failure const&) {
+  finish();
+}
+
+void markdown_result::finish() {
+  if (lines_) out() << fence;
+  lines_ = false;
   out() << std::flush;
 }
 

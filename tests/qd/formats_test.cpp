@@ -70,6 +70,10 @@ TEST_F(formats, csv_and_markdown) {
             "1,\"a|\"\"日\"\"\n\",,0.5,true,\\x0aff,18446744073709551615,Infinity,\"\"\n");
   EXPECT_EQ(written(output_format::markdown, {"SELECT 1 AS n, 'a|<b>\n*' AS t, NULL AS z"}),
             "| n | t | z |\n| ---: | --- | --- |\n| 1 | a\\|&lt;b><br>\\* | *NULL* |\n");
+  // A schema can be read in again.
+  EXPECT_EQ(
+      written(output_format::markdown, {"CREATE TABLE t_1 (a bigint)", ".schema", "SELECT b"}),
+      "```\nCREATE TABLE t_1 (\n  a bigint\n);\n```\n");
 }
 
 TEST_F(formats, json) {
