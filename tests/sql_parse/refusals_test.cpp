@@ -58,6 +58,8 @@ TEST(ParseRefuses, Expressions) {
   expect_refusals(error_code::not_supported,
                   {
                       {"SELECT ^(SELECT 1)", "scalar subqueries are not supported"},
+                      // Places are bytes, behind characters of several bytes too.
+                      {"/* \xC3\xA4 */ SELECT '\xC3\xA4', ^(SELECT 1)", "scalar subqueries are"},
                       {"SELECT 1 WHERE ^EXISTS (SELECT 1)", "EXISTS is"},
                       {"SELECT a ^IN (SELECT 1)", "IN (SELECT ...) is"},
                       {"SELECT a ^NOT IN (SELECT 1)", "IN (SELECT ...) is"},
