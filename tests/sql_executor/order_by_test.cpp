@@ -40,16 +40,6 @@ std::vector<row> sorted(std::vector<row> rows, std::vector<bool> ascending) {
   return literal_rows::drain(node);
 }
 
-TEST(order_by, directions_and_nulls) {
-  std::vector<row> const rows = {{2L, 1L}, {null, 5L}, {1L, null}, {2L, 3L}, {1L, 4L}, {null, 6L}};
-  EXPECT_EQ(sorted(rows, {true, false}),
-            (std::vector<row>{{null, 6L}, {null, 5L}, {1L, 4L}, {1L, null}, {2L, 3L}, {2L, 1L}}));
-  EXPECT_EQ(sorted(rows, {false, true}),
-            (std::vector<row>{{2L, 1L}, {2L, 3L}, {1L, null}, {1L, 4L}, {null, 5L}, {null, 6L}}));
-  EXPECT_EQ(sorted({}, {true}), std::vector<row>());
-  EXPECT_EQ(sorted({{1L}, {1L}}, {}).size(), 2U);
-}
-
 // Values of a kind, close together and around the edges of their encoding.
 value random_value(unsigned kind, std::mt19937& random) {
   long const small = static_cast<long>(random() % 5) - 2;
