@@ -1,6 +1,7 @@
 // The plans of statements: what becomes a bound and what stays a filter, which index is read in
 // which direction, where the sides of joins stand. That plans of every shape give the right rows is
-// for tests of statements and rows; here it shows whether they are the cheap ones.
+// for tests of statements and rows, which show the plainest plans, too; here are those that depend on
+// how many rows there are, or go wrong more quietly.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -63,14 +64,6 @@ TEST_P(PlanShapes, AreCheap) {
 }
 
 shape const bounds[] = {
-    {"literals that pin the first column leave nothing to filter",
-     "SELECT name FROM city WHERE code = 'c1' AND name LIKE 'n1%' AND people <> 0", R"(
-Transform t1.name
-  Filter (t1.people <> 0)
-    Scan t1 = city by city_code_name ascending
-      code = 'c1', not NULL
-      name starts with 'n1', not NULL
-)"},
     {"a parameter may be NULL, of which the first column of a key keeps the key alone",
      "SELECT name FROM city WHERE code = $1 AND name > 'n'", R"(
 Transform t1.name
@@ -78,14 +71,6 @@ Transform t1.name
     Scan t1 = city by city_code_name ascending
       code = $0, not NULL
       name > 'n', not NULL
-)"},
-    {"IS NULL pins a column as a literal does",
-     "SELECT name FROM city WHERE code IS NULL AND name >= 'n' AND name < $1", R"(
-Transform t1.name
-  Scan t1 = city by city_code_name ascending
-    code = NULL
-    name >= 'n', not NULL
-    name < $0, not NULL
 )"},
     {"a pattern without wildcards is an equality, one with others keeps its filter",
      "SELECT name FROM city WHERE code LIKE 'c1' AND name LIKE 'n\\%_'", R"(
@@ -95,34 +80,12 @@ Transform t1.name
       code = 'c1', not NULL
       name starts with 'n%', not NULL
 )"},
-    {"2.0 is a key among integers, 2.5 is between two",
-     "SELECT name FROM city WHERE id = 2.0 OR id = 2.0", R"(
-Transform t1.name
-  Scan t1 = city by city_id ascending
-    id = 2, not NULL
-)"},
     {"an end of the range that is no key is an end all the same",
      "SELECT name FROM city WHERE id > 2.5 AND id <= $1", R"(
 Transform t1.name
   Scan t1 = city by city_id ascending
     id > 2.500000, not NULL
     id <= $0, not NULL
-)"},
-    {"equal members of a list must not repeat rows",
-     "SELECT name FROM city WHERE id IN (3, 2, 2.0, 3.0)", R"(
-Transform t1.name
-  Union all
-    Scan t1 = city by city_id ascending
-      id = 2, not NULL
-    Scan t1 = city by city_id ascending
-      id = 3, not NULL
-)"},
-    {"NULL and what lies between two keys are equal to none",
-     "SELECT name FROM city WHERE id IN (3, NULL, 2.5) AND (code = 'c1') IS TRUE", R"(
-Transform t1.name
-  Filter if((t1.code = 'c1'), TRUE, FALSE)
-    Scan t1 = city by city_id ascending
-      id = 3, not NULL
 )"},
     {"a list with a parameter is no union: two of its members may be equal",
      "SELECT name FROM city WHERE id IN (3, $1)", R"(
@@ -139,12 +102,6 @@ Transform t1.name
 };
 
 shape const orders[] = {
-    {"few rows in the order of an index need no sort",
-     "SELECT name FROM city ORDER BY people LIMIT 3", R"(
-Transform t1.name
-  Limit limit 3
-    Scan t1 = city by city_people descending
-)"},
     {"all rows are sorted sooner than read in random order, and carry what is asked of them",
      "SELECT name FROM city ORDER BY people", R"(
 Transform d1
@@ -152,12 +109,6 @@ Transform d1
     Extend
       d1 := t1.name
       Scan t1 = city by city.extent ascending
-)"},
-    {"columns behind a pinned one give the order",
-     "SELECT name FROM city WHERE code = 'c1' ORDER BY code, name DESC", R"(
-Transform t1.name
-  Scan t1 = city by city_code_name descending
-    code = 'c1', not NULL
 )"},
     {"a union of ranges has no order",
      "SELECT name FROM city WHERE code IN ('c1', 'c2') ORDER BY name", R"(
