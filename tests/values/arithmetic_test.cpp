@@ -68,53 +68,6 @@ std::optional<value> in_range(integer const& exact, long low, long high) {
   return Kind{static_cast<long>(exact)};
 }
 
-struct decimal_case {
-  long left;
-  long right;
-  std::optional<long> expected;
-};
-
-TEST(arithmetic, decimal_edges) {
-  decimal_case const products[] = {
-      {2'500'000, 1'000'000, 2'500'000},
-      {1, 500'000, 1},    // Exact halves go away from zero,
-      {-1, 500'000, -1},  // on both sides,
-      {1, 499'999, 0},    // and less than a half does not.
-      {3, 500'000, 2},
-      {Decimal::max_scaled, 1'000'000, Decimal::max_scaled},
-      {Decimal::max_scaled, 1'000'001, std::nullopt},
-      {-Decimal::max_scaled, Decimal::max_scaled, std::nullopt},
-  };
-  for (decimal_case const& c : products) {
-    std::optional<value> const product = calculate<product_of>(Decimal{c.left}, Decimal{c.right});
-    ASSERT_EQ(product.has_value(), c.expected.has_value()) << c.left << " * " << c.right;
-    if (product) {
-      EXPECT_EQ(*product, value(Decimal{*c.expected})) << c.left << " * " << c.right;
-    }
-  }
-  decimal_case const quotients[] = {
-      {1'000'000, 3'000'000, 333'333},
-      {2'000'000, 3'000'000, 666'667},
-      {3, 6'000'000, 1},  // 0.0000005 exactly, which no binary or decimal fraction of 3/6 hits.
-      {-3, 6'000'000, -1},
-      {3, -6'000'000, -1},
-      {1, 2'000'001, 0},
-      {0, 5, 0},
-      {0, 0, std::nullopt},
-      {1, 0, std::nullopt},
-      {Decimal::max_scaled, 1, std::nullopt},
-      {Decimal::max_scaled, 999'999, std::nullopt},
-      {Decimal::max_scaled, -1'000'000, -Decimal::max_scaled},
-  };
-  for (decimal_case const& c : quotients) {
-    std::optional<value> const quotient = calculate<quotient_of>(Decimal{c.left}, Decimal{c.right});
-    ASSERT_EQ(quotient.has_value(), c.expected.has_value()) << c.left << " / " << c.right;
-    if (quotient) {
-      EXPECT_EQ(*quotient, value(Decimal{*c.expected})) << c.left << " / " << c.right;
-    }
-  }
-}
-
 // What lies beyond the limit by less than half a millionth would round back to it.
 TEST(arithmetic, the_range_is_tested_before_rounding) {
   db_util::int128 const limit = db_util::int128(Decimal::max_scaled) * 10;

@@ -15,10 +15,6 @@ using operator_library::Decimal;
 using sql_executor::value;
 using namespace sql_executor::utils;
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr float float_nan = std::numeric_limits<float>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
-
 // The relations that hold, as a text of the signs "=", "!", "<", ">", "[" for <= and "]" for >=.
 std::string relations(value const& left, value const& right) {
   std::string holding;
@@ -48,6 +44,7 @@ int exact_sign(L left, R right) {
 template <typename L, typename R>
 std::string const& expected_relations(L left, R right) {
   if (is_nan(left) || is_nan(right)) {
+    // On the left of another kind it makes even not_equal false; on the right it does not.
     bool const same_kind = std::is_same_v<L, R>;
     return is_nan(left) && !same_kind ? no_relation : only_not_equal;
   }
@@ -66,60 +63,6 @@ void check_pair(value const& left, value const& right) {
             right);
       },
       left);
-}
-
-struct named_case {
-  value left;
-  value right;
-  std::string const& expected;
-};
-
-TEST(comparison, numbers_of_different_kinds_compare_exactly) {
-  named_case const cases[] = {
-      {9'007'199'254'740'993L, 0x1p53, greater},  // The nearest double is 2^53.
-      {~0UL, 0x1p64, less},
-      {std::numeric_limits<long>::max(), 0x1p63, less},
-      {0.1, Decimal{100'000}, greater},  // The double is slightly above 0.1.
-      {0.5F, Decimal{500'000}, equal},
-      {Decimal{-500'000}, 0L, less},
-      {Decimal{1}, 0L, greater},
-      {Decimal{2'000'000}, 2L, equal},
-      {-4'398'046'511'104L, Decimal{-Decimal::max_scaled}, less},
-      {4'398'046'511'104UL, Decimal{Decimal::max_scaled}, greater},
-      {infinity, std::numeric_limits<long>::max(), greater},
-      {-infinity, 0UL, less},
-      {true, 1L, equal},
-      {true, Decimal{1'000'000}, equal},
-      {2UL, true, greater},
-      {-1L, ~0UL, less},
-      {-0.0, 0UL, equal},
-      {1e300, std::numeric_limits<float>::infinity(), less},
-      {infinity, std::numeric_limits<float>::infinity(), equal},
-  };
-  for (named_case const& c : cases) {
-    EXPECT_EQ(relations(c.left, c.right), c.expected) << c.left << " against " << c.right;
-  }
-}
-
-// NaN on the left of another kind makes even not_equal false; on the right it does not.
-TEST(comparison, nan_rules_depend_on_the_side) {
-  value const others[] = {true, 1UL, 1L, Decimal{1}};
-  for (value const& other : others) {
-    for (value const& left_nan : {value(nan), value(float_nan)}) {
-      EXPECT_EQ(relations(left_nan, other), no_relation) << other;
-      EXPECT_EQ(relations(other, left_nan), only_not_equal) << other;
-    }
-  }
-  named_case const cases[] = {
-      {nan, nan, only_not_equal},       {float_nan, float_nan, only_not_equal},
-      {nan, 1.0, only_not_equal},       {nan, float_nan, no_relation},
-      {float_nan, nan, no_relation},    {nan, 1.0F, no_relation},
-      {1.0F, nan, only_not_equal},      {float_nan, infinity, no_relation},
-      {1.0, float_nan, only_not_equal},
-  };
-  for (named_case const& c : cases) {
-    EXPECT_EQ(relations(c.left, c.right), c.expected) << c.left << " against " << c.right;
-  }
 }
 
 TEST(comparison, boundary_numbers_of_every_pair_of_kinds) {
