@@ -82,5 +82,20 @@ TEST(Names, EachThreadResolvesThroughItsOwnBinding) {
   EXPECT_THROW(TlsMetalayerContext::Current(), std::logic_error);
 }
 
+TEST(Names, ABindingHandsASnapshotToItsThread) {
+  database data = database::open_temporary();
+  {
+    transaction write = data.begin_write();
+    write.define_class({.name = u"Number"});
+    write.commit();
+  }
+  snapshot view = data.begin_snapshot();
+  std::thread([&] {
+    EXPECT_THROW(view.class_names(), error) << "another thread's";
+    thread_binding const binding = view.bind();
+    EXPECT_EQ(metalayer::RawViewByIncompleteReverseUid(u"Number"), view.class_reference(u"Number"));
+  }).join();
+}
+
 }  // namespace
 }  // namespace qd::embedded

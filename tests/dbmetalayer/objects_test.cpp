@@ -1,17 +1,11 @@
 // Objects written through the embedded interface, read back through the kernel's functions.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
 
 #include "dbmetalayer/database.h"
 #include "raw_reader.h"
 
 namespace qd::embedded {
 namespace {
-
-using testing::ElementsAre;
 
 std::vector<class_definition> const shapes = {
     {.name = u"s.Shape",
@@ -43,93 +37,6 @@ class Objects : public testing::Test {
   std::optional<snapshot> view;
   raw_reader read{write.context()};
 };
-
-TEST_F(Objects, EveryColumnTypeRoundTrips) {
-  std::u16string const long_text(3000, u'\u00E9');
-  unsigned char const bytes[] = {0, 255, 1};
-  constexpr auto least = std::numeric_limits<std::int64_t>::min();
-  object_id const full =
-      write.insert(u"s.Shape", {{u"bool", true},
-                                {u"text", long_text},
-                                {u"bytes", binary_view(bytes)},
-                                {u"signed", least},
-                                {u"unsigned", ~0ull},
-                                {u"decimal", decimal{-4'398'046'511'103'999'999}},
-                                {u"float", -0.5f},
-                                {u"double", std::numeric_limits<double>::infinity()}});
-  // Integers of the other signedness, NULL by name, an empty text and an empty binary.
-  object_id const other = write.insert(u"s.Shape", {{u"text", u""},
-                                                    {u"bytes", binary_view()},
-                                                    {u"signed", 7u},
-                                                    {u"unsigned", 7},
-                                                    {u"bool", false},
-                                                    {u"link", full},
-                                                    {u"double", null}});
-  commit();
-
-  QD_OBJ_REF const first = read.object(full);
-  EXPECT_EQ(read.text(first, 3), long_text);
-  EXPECT_THAT(*read.binary(first, 4), ElementsAre(0, 255, 1));
-  EXPECT_EQ(read.signed_number(first, 5), least);
-  EXPECT_EQ(read.number(first, 6), ~0ul);
-  EXPECT_EQ(read.scaled(first, 7), -4'398'046'511'103'999'999);
-  EXPECT_EQ(read.single(first, 8), -0.5f);
-  EXPECT_EQ(read.real(first, 9), std::numeric_limits<double>::infinity());
-  EXPECT_EQ(read.reference(first, 10).oid, 0u);
-  EXPECT_EQ(read.truth(first, 11), true);
-
-  QD_OBJ_REF const second = read.object(other);
-  EXPECT_EQ(read.text(second, 3), u"");
-  EXPECT_THAT(*read.binary(second, 4), ElementsAre());
-  EXPECT_EQ(read.signed_number(second, 5), 7);
-  EXPECT_EQ(read.number(second, 6), 7u);
-  EXPECT_EQ(read.scaled(second, 7), std::nullopt);
-  EXPECT_EQ(read.real(second, 9), std::nullopt);
-  EXPECT_EQ(read.reference(second, 10), first);
-  EXPECT_EQ(read.reference(second, 10).address, first.address);
-  EXPECT_EQ(read.truth(second, 11), false);
-}
-
-TEST_F(Objects, BaseClassesHoldTheObjectsOfDerivedClasses) {
-  object_id const shape = write.insert(u"s.Shape", {{u"text", u"shape"}});
-  object_id const ball = write.insert(
-      u"s.Ball", {{u"text", u"ball"}, {u"radius", decimal{2'000'000}}, {u"bounces", true}});
-  object_id const round = write.insert(u"s.Round", {{u"text", u"round"}, {u"radius", decimal{1}}});
-  write.define_index(
-      {.name = u"s.Shape.by_text", .class_name = u"s.Shape", .columns = {{u"text"}}});
-  write.define_index({.name = u"s.Round.by_text",
-                      .class_name = u"s.Round",
-                      .columns = {{u"text", false}, {u"radius"}}});
-  commit();
-
-  EXPECT_THAT(oids(read.extent(*view, u"s.Shape")),
-              testing::UnorderedElementsAre(shape.oid, ball.oid, round.oid));
-  EXPECT_THAT(oids(read.extent(*view, u"s.Round")),
-              testing::UnorderedElementsAre(ball.oid, round.oid));
-  EXPECT_THAT(oids(read.extent(*view, u"s.Ball")), ElementsAre(ball.oid));
-  auto const scan = [&](char16_t const* index, raw_key const& first, raw_key const& last) {
-    return oids(read.scan(read.kernel_id(view->index_reference(index)), first, last));
-  };
-  EXPECT_THAT(scan(u"s.Shape.by_text", raw_key().null(), raw_key().text(u"", true)),
-              ElementsAre(ball.oid, round.oid, shape.oid));
-  EXPECT_THAT(scan(u"s.Round.by_text", raw_key().text(u"", true), raw_key().null()),
-              ElementsAre(round.oid, ball.oid));
-  EXPECT_THAT(scan(u"s.Shape.by_text", raw_key().text(u"r"), raw_key().text(u"r", true)),
-              ElementsAre(round.oid));
-
-  // Through the layout of the base, as a plan over the base reads it.
-  unsigned long const base_layout = read.number(view->class_reference(u"s.Shape"), 9).value();
-  QD_OBJ_REF as_shape = read.object(ball);
-  as_shape.address = (as_shape.address & ~0xFFFFul) | base_layout;
-  EXPECT_EQ(read.text(as_shape, 3), u"ball");
-  QD_OBJ_REF const as_ball = read.object(ball);
-  EXPECT_EQ(read.scaled(as_ball, 12), 2'000'000);
-  EXPECT_EQ(read.truth(as_ball, 13), true);
-  EXPECT_EQ(read.reference(as_ball, 0), as_ball);
-  EXPECT_EQ(read.reference(as_ball, 2), view->class_reference(u"s.Ball"));
-  EXPECT_TRUE(read.set_specifier(as_ball).starts_with(read.set_specifier(read.object(round))));
-  EXPECT_FALSE(read.set_specifier(read.object(shape)).starts_with(read.set_specifier(as_ball)));
-}
 
 TEST_F(Objects, PreparedRowsFollowTheirColumns) {
   inserter all = write.prepare_insert(u"s.Ball");
@@ -196,29 +103,6 @@ TEST_F(Objects, IndexesHaveTheNullsThatReferencesRead) {
                       raw_key().number(~0ul))
                 .size(),
             1u);
-}
-
-TEST_F(Objects, UpdatesAndDeletionsKeepIndexesAndReferencesInStep) {
-  write.define_index({.name = u"s.by_text", .class_name = u"s.Shape", .columns = {{u"text"}}});
-  object_id const target = write.insert(u"s.Round", {{u"text", u"m"}, {u"radius", decimal{1}}});
-  object_id const source = write.insert(u"s.Shape", {{u"text", u"b"}, {u"link", target}});
-  write.update(target, {{u"text", u"a"}, {u"signed", 3}});
-  auto const by_text = [&](read_context const& names) {
-    return oids(read.scan(read.kernel_id(names.index_reference(u"s.by_text")), raw_key().null(),
-                          raw_key().text(u"", true)));
-  };
-  EXPECT_THAT(by_text(write), ElementsAre(target.oid, source.oid)) << "within the transaction";
-  write.erase(target);
-  EXPECT_THAT(by_text(write), ElementsAre(source.oid));
-  commit();
-  EXPECT_THAT(by_text(*view), ElementsAre(source.oid));
-  EXPECT_EQ(read.reference(read.object(source), 10).oid, 0u);
-  unsigned long address = 0;
-  EXPECT_NE(vela_context_lookup(view->context(), target.oid, &address), 0u);
-
-  transaction later = data.begin_write();
-  object_id const next = later.insert(u"s.Round", {{u"radius", decimal{1}}});
-  EXPECT_NE(next, target) << "ids are not used again";
 }
 
 }  // namespace

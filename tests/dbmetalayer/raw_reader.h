@@ -99,28 +99,10 @@ struct raw_reader {
       return {};
     return out;
   }
-  std::optional<float> single(QD_OBJ_REF const& object, unsigned column) const {
-    float out = 0;
-    if (!good(vela_context_get_float(context, object.oid, object.address, column, &out))) return {};
-    return out;
-  }
-  std::optional<double> real(QD_OBJ_REF const& object, unsigned column) const {
-    double out = 0;
-    if (!good(vela_context_get_double(context, object.oid, object.address, column, &out)))
-      return {};
-    return out;
-  }
   std::optional<bool> truth(QD_OBJ_REF const& object, unsigned column) const {
     unsigned long out = 0;
     if (!good(vela_meta_get_bool(context, object.oid, object.address, column, &out))) return {};
     return out != 0;
-  }
-  std::optional<std::vector<unsigned char>> binary(QD_OBJ_REF const& object,
-                                                   unsigned column) const {
-    VELA_VALUE out{};
-    if (!good(vela_context_get_binary(context, object.oid, object.address, column, &out)))
-      return {};
-    return std::vector<unsigned char>(out.data, out.data + out.size);
   }
   // The null reference for NULL.
   QD_OBJ_REF reference(QD_OBJ_REF const& object, unsigned column) const {

@@ -1,8 +1,6 @@
-// Changes of classes and indexes: what of them is left, and who sees it.
+// What is left of classes and indexes that are dropped.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "dbmetalayer/database.h"
 #include "raw_reader.h"
@@ -45,88 +43,6 @@ TEST(Schema, DroppingAClassLeavesNothingOfIt) {
   EXPECT_FALSE(write.has_index(u"a.Kept.by_n"));
   write.commit();
   EXPECT_THAT(data.begin_snapshot().class_names(), ElementsAre(u"a.Kept", u"a.Dropped"));
-}
-
-TEST(Schema, AnIndexOnABaseEntersWhatIsThere) {
-  database data = database::open_temporary();
-  transaction write = data.begin_write();
-  raw_reader const read{write.context()};
-  write.define_classes(std::vector<class_definition>{
-      {.name = u"Base", .columns = {{u"n", column_type::signed_integer}}},
-      {.name = u"Derived", .base = u"Base"}});
-  object_id const last = write.insert(u"Derived", {{u"n", -5}});
-  object_id const first = write.insert(u"Base", {{u"n", 5}});
-  object_id const none = write.insert(u"Derived", {});
-  write.define_index({.name = u"down", .class_name = u"Base", .columns = {{u"n", false}}});
-  object_id const middle = write.insert(u"Derived", {{u"n", 0}});
-  // Descending: NULLs come last, and the greatest key begins.
-  EXPECT_THAT(oids(read.scan(read.kernel_id(write.index_reference(u"down")), raw_key().number(~0ul),
-                             raw_key().null())),
-              ElementsAre(first.oid, middle.oid, last.oid, none.oid));
-}
-
-TEST(Schema, ReopenedDatabasesHaveWhatWasCommitted) {
-  std::filesystem::path const path = testing::TempDir() + "dbmetalayer_reopen.qdb";
-  auto const remove = [&] {
-    std::filesystem::remove(path);
-    std::filesystem::remove(path.string() + "-lock");
-  };
-  remove();
-  object_id ada;
-  {
-    database data = database::open(path);
-    EXPECT_TRUE(data.created());
-    transaction write = data.begin_write();
-    write.define_class({.name = u"hr.Person", .columns = {{u"name", column_type::string}}});
-    ada = write.insert(u"hr.Person", {{u"name", u"Ada"}});
-    write.commit();
-    transaction lost = data.begin_write();
-    lost.define_class({.name = u"hr.Lost"});
-    lost.update(ada, {{u"name", u"lost"}});
-    // Destroyed without a commit.
-  }
-  {
-    database data = database::open(path, {.create = false});
-    EXPECT_FALSE(data.created());
-    snapshot view = data.begin_snapshot();
-    EXPECT_THAT(view.class_names(), ElementsAre(u"hr.Person"));
-    raw_reader const read{view.context()};
-    EXPECT_EQ(read.text(read.object(ada), 3), u"Ada");
-    transaction write = data.begin_write();
-    write.define_class({.name = u"hr.Late", .base = u"hr.Person"});
-    EXPECT_NE(write.insert(u"hr.Late", {{u"name", u"Bob"}}), ada);
-    write.roll_back();
-    EXPECT_FALSE(data.begin_snapshot().has_class(u"hr.Late"));
-  }
-  remove();
-}
-
-TEST(Schema, OlderSnapshotsKeepTheirSchema) {
-  database data = database::open_temporary();
-  transaction first = data.begin_write();
-  first.define_class({.name = u"c.Old", .columns = {{u"n", column_type::unsigned_integer}}});
-  first.define_index({.name = u"c.by_n", .class_name = u"c.Old", .columns = {{u"n"}}});
-  object_id const object = first.insert(u"c.Old", {{u"n", 1}});
-  first.commit();
-
-  snapshot const before = data.begin_snapshot();
-  transaction second = data.begin_write();
-  second.drop_class(u"c.Old");
-  second.define_class({.name = u"c.New"});
-  EXPECT_FALSE(data.begin_snapshot().has_class(u"c.New")) << "not committed";
-  second.commit();
-  snapshot const after = data.begin_snapshot();
-
-  EXPECT_THAT(before.class_names(), ElementsAre(u"c.Old"));
-  EXPECT_THAT(after.class_names(), ElementsAre(u"c.New"));
-  raw_reader const read{before.context()};
-  unsigned long const index = read.kernel_id(before.index_reference(u"c.by_n"));
-  EXPECT_THAT(oids(read.scan(index, raw_key().number(1))), ElementsAre(object.oid));
-  unsigned long iterator = 0;
-  auto const key = raw_key().number(1).end();
-  EXPECT_NE(
-      vela_context_create_iterator(after.context(), index, 0x30, key.data(), key.data(), &iterator),
-      0u);
 }
 
 }  // namespace
