@@ -60,51 +60,8 @@ std::string printed(std::u16string_view text) {
   return "'" + units + "'";
 }
 
-struct match_case {
-  std::u16string text;
-  std::u16string pattern;
-  bool matches;
-};
-
-TEST(like, rules) {
-  match_case const cases[] = {
-      {u"abc", u"a%", true},
-      {u"abc", u"a_c", true},
-      {u"abc", u"A%", false},
-      {u"", u"", true},
-      {u"", u"%", true},
-      {u"a", u"", false},
-      {u"", u"_", false},
-      {u"abc", u"abc%%", true},
-      {u"", u"%%", true},
-      {u"a%b", u"a\\%b", true},
-      {u"axb", u"a\\%b", false},
-      {u"a\\b", u"a\\\\%", true},
-      {u"a%", u"a\\\\%", false},
-      {u"aab", u"%ab", true},
-      {u"abab", u"%ab", true},
-      {u"abcb", u"a%b", true},
-      {u"ab", u"a%b_", false},
-      {u"\U0001F600", u"_", true},
-      {u"\U0001F600\U0001F600", u"_", false},
-      {u"\U0001F600\U0001F600", u"__", true},
-      {u"\xD83D", u"_", false},  // A high surrogate without its second unit.
-      {u"\xD83D"
-       u"a",
-       u"_", true},  // Any unit serves as the second.
-      {u"\xDE00", u"_", true},
-      // After %, the text may be entered between the two units.
-      {u"\U0001F600", u"%_", true},
-      {u"\xD83D\xD83D\xDE00", u"%__", true},
-  };
-  for (match_case const& c : cases) {
-    EXPECT_EQ(like::Match(c.text, c.pattern), c.matches)
-        << printed(c.text) << " LIKE " << printed(c.pattern);
-  }
-}
-
 TEST(like, every_short_text_and_pattern_as_defined) {
-  std::vector<std::u16string> const texts = all_texts(u"ab\xD800\xDC00", 5);
+  std::vector<std::u16string> const texts = all_texts(u"a%\\\xD800\xDC00", 5);
   for (std::u16string const& pattern : all_texts(u"a\xD800\xDC00%_\\", 5)) {
     try {
       like::ValidateWildcard(pattern, error_handling::invalid_location);
