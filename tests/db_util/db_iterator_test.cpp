@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "db_util/db_exception.h"
 #include "db_util/db_iter_with_keys.h"
 #include "db_util/fatal_errors.h"
 #include "support/fake_kernel.h"
@@ -58,23 +57,6 @@ TEST_F(db_iterator_test, steps_through_its_range_and_frees_it_once) {
     open(records);
   }
   EXPECT_TRUE(kernel.open_iterators.empty());
-}
-
-TEST_F(db_iterator_test, raises_statuses_and_leaves_no_iterator) {
-  for (unsigned int failing_call : {1, 2}) {
-    fake_kernel::reset();
-    kernel.failing_call = failing_call;
-    kernel.status = 31;
-    try {
-      db_iter_with_keys records;
-      open(records);
-      records.next();
-      ADD_FAILURE() << "nothing raised";
-    } catch (db_util::db_exception const& raised) {
-      EXPECT_EQ(raised.code, 31U);
-    }
-    EXPECT_TRUE(kernel.open_iterators.empty());
-  }
 }
 
 TEST_F(db_iterator_test, a_refused_release_ends_the_process) {

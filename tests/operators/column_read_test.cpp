@@ -120,18 +120,4 @@ TEST_F(column_reads, read_nothing_through_null_and_refuse_what_is_no_reference) 
   EXPECT_THROW(property_read(value_type{10}, 4, 3, yields(NullValue{})), std::invalid_argument);
 }
 
-// Fault: values that keep pointing at the kernel's buffer, which the next read spoils.
-TEST_F(column_reads, own_what_they_read) {
-  std::string const bytes = "\x80 long enough to stand in a buffer of its own";
-  kernel.cells[{5, 1}] = bytes;
-  for (value_type type : {value_type::string, value_type::binary}) {
-    property_read const column(type, 1, 3, yields(QD_OBJ_REF{5, 0}));
-    value const first = column.eval({});
-    std::string const as_read = outcome::of(first);
-    value const second = column.eval({});
-    EXPECT_EQ(outcome::of(first), as_read);
-    EXPECT_EQ(first, second);
-  }
-}
-
 }  // namespace
