@@ -7,7 +7,6 @@
 #include <memory>
 #include <typeinfo>
 
-#include "db_util/db_exception.h"
 #include "error_handling/qd_exception.h"
 #include "physical_queryplan/build.h"
 #include "support/query_test.h"
@@ -112,20 +111,6 @@ TEST_F(plan_test, columns_of_every_kind_come_with_their_types_and_contents) {
                           "NULL | 9u | NULL | NULL | NULL | NULL | NULL | NULL"));
 }
 
-// A scan of a base class reads the objects of derived ones; a path follows references, and beyond a
-// NULL reference all is NULL.
-TEST_F(plan_test, base_classes_and_paths) {
-  EXPECT_THAT(lines(build::transform({name(), people()}, towns())),
-              ElementsAre("NULL | 9u", "'Ulm' | 126u", "'Linz' | 212u"));
-  TableVariable const twin = build::through(city(), u"twin");
-  PredicateVariant const followed =
-      build::extend({{build::column(city(), u"twin"), twin}}, cities());
-  EXPECT_THAT(lines(build::transform({build::column(city(), u"people"),
-                                      build::column(twin, u"name"), build::column(twin, u"people")},
-                                     followed)),
-              ElementsAre("212u | 'Ulm' | 126u", "9u | NULL | NULL"));
-}
-
 // Types of derived values are their own, but a derived reference is described by what defines it,
 // through any number of Extends.
 TEST_F(plan_test, types_of_derived_values) {
@@ -197,15 +182,6 @@ TEST_F(plan_test, variables_of_the_row_come_first) {
   Alias const hiding{build::text(u"hidden"), physical_queryplan::AsPhysicalVariable(name())};
   EXPECT_THAT(lines(build::transform({name()}, build::extend({hiding}, towns()))),
               ElementsAre("'hidden'", "'hidden'", "'hidden'"));
-}
-
-TEST_F(plan_test, unknown_conditions_reject_and_other_kinds_are_no_conditions) {
-  auto const filtered = [&](Expression condition) {
-    return lines(build::transform({people()}, build::filter(condition, towns())));
-  };
-  EXPECT_THAT(filtered(build::operation<Like>(name(), build::text(u"%l%"))), ElementsAre("126u"));
-  EXPECT_THAT(filtered(build::null()), ElementsAre());
-  EXPECT_THROW(filtered(build::literal(1L)), db_util::db_exception);
 }
 
 TEST_F(plan_test, every_occurrence_of_a_literal_has_its_own_place) {
