@@ -1,47 +1,7 @@
 // Failing allocations: each comes out as std::bad_alloc, and nothing stays locked or lost.
-#include <cstdlib>
-#include <new>
-
 #include "coredb/inspection.h"
 #include "coredb/support.h"
-
-namespace {
-
-// Allocations of this thread still to succeed; negative: all.
-thread_local long allowed = -1;
-thread_local bool refused = false;
-
-void* allocate(std::size_t size) {
-  if (allowed == 0) {
-    refused = true;
-    throw std::bad_alloc();
-  }
-  if (allowed > 0) --allowed;
-  void* const memory = std::malloc(size == 0 ? 1 : size);
-  if (!memory) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#include "support/failing_allocations.h"
 
 namespace qd::coredb::test {
 namespace {
@@ -89,39 +49,38 @@ TEST(Allocation, EveryFailureComesOutAndLeavesTheDatabaseUsable) {
   scratch_directory const directory;
   ASSERT_TRUE(work(directory / "db"));
   bool finished = false;
-  long failures = 0;
+  std::size_t failures = 0;
   // Every allocation of the first few hundred, then a sample.
-  for (long count = 0; !finished; count += count < 300 ? 1 : 1 + count / 50) {
-    refused = false;
-    allowed = count;
+  for (std::size_t number = 1; !finished; number += number < 300 ? 1 : 1 + number / 50) {
+    failing_allocations::arm_from(number);
     try {
       bool const good = work(directory / "db");
-      allowed = -1;
+      finished = failing_allocations::disarm() < number;
       EXPECT_TRUE(good);
-      finished = !refused;
-      EXPECT_FALSE(refused) << "a failure was swallowed at allocation " << count;
+      EXPECT_TRUE(finished) << "a failure was swallowed at allocation " << number;
+      finished = true;
     } catch (std::bad_alloc const&) {
-      allowed = -1;
+      failing_allocations::disarm();
       ++failures;
     }
-    if (count % 50 == 0) {
-      EXPECT_TRUE(work(directory / "db")) << "after a failure at allocation " << count;
+    if (number % 50 == 0) {
+      EXPECT_TRUE(work(directory / "db")) << "after a failure at allocation " << number;
     }
   }
-  EXPECT_GT(failures, 300);
+  EXPECT_GT(failures, 300u);
 }
 
 TEST(Allocation, AFailureInATemporaryDatabaseIsNotTheEndOfTheProgram) {
   bool opened = false;
-  for (long count = 0; !opened; ++count) {
-    allowed = count;
+  for (std::size_t number = 1; !opened; ++number) {
+    failing_allocations::arm_from(number);
     try {
       auto const database = database::open_temporary();
       opened = true;
-      allowed = -1;
+      failing_allocations::disarm();
       EXPECT_FALSE(std::filesystem::exists(database->path().parent_path()));
     } catch (std::bad_alloc const&) {
-      allowed = -1;
+      failing_allocations::disarm();
     }
   }
 }

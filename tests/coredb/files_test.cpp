@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <functional>
@@ -424,46 +423,6 @@ TEST(Processes, ReadersOfOneSeeTheCommitsOfTheOtherAndWritersExcludeEachOther) {
   int status = 0;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-}
-
-TEST(Processes, AKilledWriterLeavesItsLastCommit) {
-  scratch_directory const directory;
-  for (int round = 0; round < 3; ++round) {
-    fs::path const path = directory / ("db" + std::to_string(round)).c_str();
-    pipe_ends const from_child;
-    pid_t const child = in_child([&] {
-      auto const database = database::open(path);
-      sample const written = make_sample(*database);
-      for (std::uint64_t i = 200;; ++i) {
-        auto const transaction = database->begin_write();
-        for (int j = 0; j < 100; ++j) {
-          insert(*transaction, written.layout, {unsigned_of(i), text_of(u"more")});
-        }
-        transaction->commit();
-        from_child.send('c');
-      }
-      return 1;
-    });
-    int const commits = 3 + round * 5;
-    for (int i = 0; i < commits; ++i) ASSERT_EQ(from_child.receive(), 'c');
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-    auto const database =
-        database::open(path, {.create = false, .writer_wait = std::chrono::milliseconds{1000}});
-    auto const snapshot = database->begin_snapshot();
-    auto const& indexes = snapshot->schema().indexes();
-    oids by_number = scan(snapshot->handle(), indexes[0]->definition.id);
-    oids const extent = scan(snapshot->handle(), indexes[1]->definition.id);
-    EXPECT_GE(extent.size(), 200u + 100u * static_cast<unsigned>(commits));
-    EXPECT_EQ(extent.size() % 100, 0u);
-    std::sort(by_number.begin(), by_number.end());
-    EXPECT_EQ(by_number, extent);
-    // The killed writer's lock is gone.
-    auto const transaction = database->begin_write();
-    transaction->erase(extent.back());
-    transaction->commit();
-  }
 }
 
 TEST(Processes, AChildLeavesItsParentsLocksAlone) {

@@ -128,14 +128,4 @@ oids scan(unsigned long context, std::uint64_t index, std::vector<test_value> co
   return found;
 }
 
-scratch_directory::scratch_directory() {
-  std::string name = (std::filesystem::temp_directory_path() / "coredb-test-XXXXXX").string();
-  if (!mkdtemp(name.data())) throw std::runtime_error("cannot make a directory");
-  path_ = name;
-}
-
-scratch_directory::~scratch_directory() {
-  std::filesystem::remove_all(path_);
-}
-
 }  // namespace qd::coredb::test

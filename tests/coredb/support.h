@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <bit>
 #include <cstdint>
@@ -18,6 +17,7 @@
 #include "coredb/status.h"
 #include "coredb/text_codec.h"
 #include "kernel/vela.h"
+#include "support/scratch_directory.h"
 
 namespace qd::coredb::test {
 
@@ -125,16 +125,5 @@ void expect_error(error_kind kind, std::string const& part, Body const& body) {
     EXPECT_THAT(met.what(), testing::HasSubstr(part));
   }
 }
-
-// A directory that goes with the test.
-class scratch_directory {
- public:
-  scratch_directory();
-  ~scratch_directory();
-  std::filesystem::path operator/(char const* name) const { return path_ / name; }
-
- private:
-  std::filesystem::path path_;
-};
 
 }  // namespace qd::coredb::test

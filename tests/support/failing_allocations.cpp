@@ -9,10 +9,11 @@ namespace {
 thread_local bool armed = false;
 thread_local std::size_t counted = 0;
 thread_local std::size_t failing = 0;
+thread_local bool failing_on = false;  // Those behind it, too.
 std::atomic<long> live{0};
 
 void* allocate(std::size_t size, std::size_t alignment) {
-  if (armed && ++counted == failing) throw std::bad_alloc();
+  if (armed && (++counted == failing || (failing_on && counted > failing))) throw std::bad_alloc();
   std::size_t const rounded = (size + alignment - 1) / alignment * alignment;
   void* const block = alignment <= alignof(std::max_align_t)
                           ? std::malloc(size == 0 ? 1 : size)
@@ -41,7 +42,13 @@ namespace failing_allocations {
 void arm(std::size_t number) {
   counted = 0;
   failing = number;
+  failing_on = false;
   armed = true;
+}
+
+void arm_from(std::size_t number) {
+  arm(number);
+  failing_on = true;
 }
 
 std::size_t disarm() {

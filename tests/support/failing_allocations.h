@@ -10,6 +10,8 @@ namespace failing_allocations {
 // From now on the allocations of the calling thread are counted, and number `number`, from 1,
 // throws std::bad_alloc; 0 is none.
 void arm(std::size_t number);
+// The same, but with all that come after it.
+void arm_from(std::size_t number);
 // Ends it and returns how many were counted, the failing one included.
 std::size_t disarm();
 
