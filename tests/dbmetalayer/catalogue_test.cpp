@@ -101,6 +101,9 @@ TEST_F(Catalogue, DescribesItself) {
   EXPECT_TRUE(
       read.set_specifier(table).starts_with(specifier(view.class_reference(u"catalogue.Type"))));
   EXPECT_EQ(indexes(table).size(), 4u) << "three of its own and the extent";
+  EXPECT_EQ(metalayer::PrimTypeByTypeRef(QD_OBJ_REF{}), 0) << "a column without a type";
+  QD_OBJ_REF const name = view.column_reference(u"zoo.Bird", u"name");
+  EXPECT_EQ(read.text(name, 4), u"zoo.Bird.name") << "of the class, not of its base";
 }
 
 }  // namespace

@@ -55,4 +55,10 @@ TEST_F(text_operators, like_matches_base_forms) {
   EXPECT_EQ(of_operator(like(fails(), yields(five))), "error 7020");
 }
 
+// The text itself, not its base form, which the embedded kernel does not tell apart.
+TEST_F(text_operators, like_starts_with_gives_the_literal_prefix) {
+  EXPECT_EQ(of_operator(like_starts_with(yields(text(u"A_c")))), outcome::of(text(u"A")));
+  EXPECT_EQ(of_operator(like_starts_with(yields(null))), "null");
+}
+
 }  // namespace
